@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Installs the Debian packages the builds and tests need, if any is missing.
+# Idempotent: does nothing (and needs no network) when all are present.
+set -euo pipefail
+
+packages=(
+  cmake ninja-build g++ pkgconf      # build
+  g++-multilib                       # the -m32 build
+  googletest libgtest-dev            # tests (the 32-bit build compiles GoogleTest from source)
+  libbenchmark-dev                   # benchmarks
+  libopencv-dev                      # test oracle and benchmark peer
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "installing: ${missing[*]}"
+sudo=""
+[ "$(id -u)" -eq 0 ] || sudo="sudo"
+$sudo apt-get update -qq
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
