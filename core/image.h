@@ -43,6 +43,27 @@ inline void store(T* p, T v) {
   std::memcpy(p, &v, sizeof(T));
 }
 
+// True when rows of rowBytes bytes follow each other without a gap, so that
+// the whole region can be handled as one row.
+inline bool contiguous(int step, int width, std::ptrdiff_t elemSize) {
+  return static_cast<std::ptrdiff_t>(step) == static_cast<std::ptrdiff_t>(width) * elemSize;
+}
+
+// Runs kernel(srcRow, dstRow, n) on every row, top to bottom, or once on the
+// whole region as a single row when both operands are contiguous. Only for
+// row kernels whose result does not depend on where rows break.
+template <typename S, typename D, typename Kernel>
+inline void forEachRow(const S* pSrc, int srcStep, D* pDst, int dstStep, TpxiSize roi,
+                       Kernel&& kernel) {
+  if (contiguous(srcStep, roi.width, sizeof(S)) && contiguous(dstStep, roi.width, sizeof(D))) {
+    kernel(pSrc, pDst, static_cast<std::size_t>(roi.width) * static_cast<std::size_t>(roi.height));
+    return;
+  }
+  for (int y = 0; y < roi.height; ++y) {
+    kernel(row(pSrc, srcStep, y), row(pDst, dstStep, y), static_cast<std::size_t>(roi.width));
+  }
+}
+
 }  // namespace
 }  // namespace tpx::TPX_NS
 

@@ -193,6 +193,51 @@ TPX_API void tpxiFree(void* ptr);
 TPX_API Tpx32f* tpxsMalloc_32f(int len);
 TPX_API void tpxsFree(void* ptr);
 
+/* ---------------------------------------------------------------------------
+ * Copy, set and type conversion
+ *
+ * Copy examines no step: zero and negative steps are followed as given.
+ * Set and Convert reject steps below 1 (tpxStsStepErr). Steps need not be
+ * multiples of the element size. Checks: null pointer (-8), then width or
+ * height below 1 (-6), then steps (-14).
+ * ------------------------------------------------------------------------- */
+
+/* Rounding of float-to-integer conversions: 1 rounds to nearest with ties to
+ * even; any other value truncates toward zero. */
+typedef int32_t TpxRoundMode;
+enum TpxRoundModeCode { tpxRoundTowardZero = 0, tpxRoundNearestEven = 1 };
+
+/* Bit-exact copies (NaN payloads and -0 survive the 32f copy). */
+TPX_API TpxStatus tpxiCopy_8u_C1R(const Tpx8u* pSrc, int srcStep, Tpx8u* pDst, int dstStep,
+                                  TpxiSize roiSize);
+TPX_API TpxStatus tpxiCopy_16s_C1R(const Tpx16s* pSrc, int srcStep, Tpx16s* pDst, int dstStep,
+                                   TpxiSize roiSize);
+TPX_API TpxStatus tpxiCopy_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstStep,
+                                   TpxiSize roiSize);
+
+/* Fill with value (the 32f fill stores the bit pattern of value unchanged). */
+TPX_API TpxStatus tpxiSet_8u_C1R(Tpx8u value, Tpx8u* pDst, int dstStep, TpxiSize roiSize);
+TPX_API TpxStatus tpxiSet_16s_C1R(Tpx16s value, Tpx16s* pDst, int dstStep, TpxiSize roiSize);
+TPX_API TpxStatus tpxiSet_32s_C1R(Tpx32s value, Tpx32s* pDst, int dstStep, TpxiSize roiSize);
+TPX_API TpxStatus tpxiSet_32f_C1R(Tpx32f value, Tpx32f* pDst, int dstStep, TpxiSize roiSize);
+
+/* Exact widening conversions. */
+TPX_API TpxStatus tpxiConvert_8u16s_C1R(const Tpx8u* pSrc, int srcStep, Tpx16s* pDst,
+                                        int dstStep, TpxiSize roiSize);
+TPX_API TpxStatus tpxiConvert_8u32f_C1R(const Tpx8u* pSrc, int srcStep, Tpx32f* pDst,
+                                        int dstStep, TpxiSize roiSize);
+TPX_API TpxStatus tpxiConvert_16s32f_C1R(const Tpx16s* pSrc, int srcStep, Tpx32f* pDst,
+                                         int dstStep, TpxiSize roiSize);
+/* Saturates to 0..255. */
+TPX_API TpxStatus tpxiConvert_16s8u_C1R(const Tpx16s* pSrc, int srcStep, Tpx8u* pDst,
+                                        int dstStep, TpxiSize roiSize);
+/* Float to integer: v >= hi gives hi; otherwise anything not above lo (NaN
+ * included) gives lo; otherwise v is rounded as roundMode says. */
+TPX_API TpxStatus tpxiConvert_32f8u_C1R(const Tpx32f* pSrc, int srcStep, Tpx8u* pDst,
+                                        int dstStep, TpxiSize roiSize, TpxRoundMode roundMode);
+TPX_API TpxStatus tpxiConvert_32f16s_C1R(const Tpx32f* pSrc, int srcStep, Tpx16s* pDst,
+                                         int dstStep, TpxiSize roiSize, TpxRoundMode roundMode);
+
 #ifdef __cplusplus
 }
 #endif
