@@ -14,6 +14,8 @@
 // SSE level runs the generic code. Float-to-integer kernels convert with the
 // rounding control of MXCSR, set for the call and restored afterwards, after
 // clamping so that NaN and out-of-range values land where the rule puts them.
+#include <cmath>
+
 #include "core/image.h"
 
 // Only the generic copy and the SSE2 copy exist (see the table in
@@ -23,8 +25,7 @@
 namespace tpx::TPX_NS {
 namespace {
 
-TpxStatus checkConvert(const void* pSrc, int srcStep, const void* pDst, int dstStep,
-                       TpxiSize roi) {
+TpxStatus checkConvert(const void* pSrc, int srcStep, const void* pDst, int dstStep, TpxiSize roi) {
   if (pSrc == nullptr || pDst == nullptr) return tpxStsNullPtrErr;
   if (roi.width < 1 || roi.height < 1) return tpxStsSizeErr;
   if (srcStep < 1 || dstStep < 1) return tpxStsStepErr;
@@ -35,20 +36,27 @@ TpxStatus checkConvert(const void* pSrc, int srcStep, const void* pDst, int dstS
 
 constexpr int kRoundNearestEven = 1;
 
-// Nearest integer, ties to even, for lo < v < hi: v +/- 0.5 is exact in
-// double, so a tie shows up as an odd r equal to t and moves toward zero.
+// Nearest integer, ties to even, for lo <= v <= hi: v +/- 0.5 is exact in
+// double, so a tie shows up as an odd r equal to t and moves one step toward
+// zero (r has the sign of v then). Written without branches: on image data
+// signs and ties are unpredictable. (-0 takes -0.5 here rather than +0.5;
+// both give 0.)
 inline int roundHalfEven(float v) {
-  const double t = v >= 0.0f ? static_cast<double>(v) + 0.5 : static_cast<double>(v) - 0.5;
-  int r = static_cast<int>(t);
-  if ((r & 1) != 0 && static_cast<double>(r) == t) r += v >= 0.0f ? -1 : 1;
-  return r;
+  const double d = v;
+  const double t = d + std::copysign(0.5, d);
+  const int r = static_cast<int>(t);
+  const int tie = (r & 1) & static_cast<int>(static_cast<double>(r) == t);
+  const int sign = (r > 0) - (r < 0);
+  return r - tie * sign;
 }
 
 template <int kLo, int kHi>
 inline int floatToInt(float v, bool nearest) {
-  if (v >= static_cast<float>(kHi)) return kHi;
-  if (!(v > static_cast<float>(kLo))) return kLo;
-  return nearest ? roundHalfEven(v) : static_cast<int>(v);
+  // Saturate on the float before rounding (max/min selects, no branches):
+  // NaN fails v > lo and lands on lo; v >= hi ends on hi.
+  float c = v > static_cast<float>(kLo) ? v : static_cast<float>(kLo);
+  c = c < static_cast<float>(kHi) ? c : static_cast<float>(kHi);
+  return nearest ? roundHalfEven(c) : static_cast<int>(c);
 }
 
 template <typename S, typename D>
@@ -117,7 +125,8 @@ void row16s32f(const Tpx16s* src, Tpx32f* dst, std::size_t n) {
 void row16s8u(const Tpx16s* src, Tpx8u* dst, std::size_t n) {
   std::size_t i = 0;
   // packus saturates signed 16-bit to 0..255: exactly the rule.
-  for (; i + 16 <= n; i += 16) storeu(dst + i, _mm_packus_epi16(loadu(src + i), loadu(src + i + 8)));
+  for (; i + 16 <= n; i += 16)
+    storeu(dst + i, _mm_packus_epi16(loadu(src + i), loadu(src + i + 8)));
   saturateRow16s8u(src, dst, i, n);
 }
 
@@ -240,7 +249,8 @@ TpxStatus tpx::TPX_NS::tpxiConvert_16s8u_C1R(const Tpx16s* pSrc, int srcStep, Tp
 }
 
 TpxStatus tpx::TPX_NS::tpxiConvert_32f8u_C1R(const Tpx32f* pSrc, int srcStep, Tpx8u* pDst,
-                                             int dstStep, TpxiSize roiSize, TpxRoundMode roundMode) {
+                                             int dstStep, TpxiSize roiSize,
+                                             TpxRoundMode roundMode) {
   return convertFloat(pSrc, srcStep, pDst, dstStep, roiSize, roundMode, row32f8u);
 }
 

@@ -52,23 +52,47 @@ struct RuleRow {
 
 // Hand-checked cases, ties and bounds first.
 const RuleRow k8uRows[] = {
-    {0.5f, 1, 0},      {1.5f, 1, 2},     {2.5f, 1, 2},     {3.5f, 1, 4},     {254.5f, 1, 254},
-    {254.7f, 1, 255},  {253.5f, 1, 254}, {255.0f, 1, 255}, {300.0f, 1, 255}, {-3.0f, 1, 0},
-    {-0.5f, 1, 0},     {-0.0f, 1, 0},    {0.0f, 1, 0},     {kNaN, 1, 0},     {-kNaN, 1, 0},
-    {kInf, 1, 255},    {-kInf, 1, 0},    {1e30f, 1, 255},  {-1e30f, 1, 0},   {0.49999997f, 1, 0},
-    {FLT_MIN, 1, 0},   {1.99f, 0, 1},    {254.99f, 0, 254}, {254.99f, 2, 254}, {254.99f, -1, 254},
-    {1.99f, INT_MIN, 1}, {0.999f, 0, 0}, {255.0f, 0, 255}, {-0.9f, 0, 0},   {kNaN, 0, 0},
-    {4.5e9f, 0, 255},  {-4.5e9f, 0, 0},  {2147483648.0f, 1, 255},
+    {0.5f, 1, 0},       {1.5f, 1, 2},        {2.5f, 1, 2},
+    {3.5f, 1, 4},       {254.5f, 1, 254},    {254.7f, 1, 255},
+    {253.5f, 1, 254},   {255.0f, 1, 255},    {300.0f, 1, 255},
+    {-3.0f, 1, 0},      {-0.5f, 1, 0},       {-0.0f, 1, 0},
+    {0.0f, 1, 0},       {kNaN, 1, 0},        {-kNaN, 1, 0},
+    {kInf, 1, 255},     {-kInf, 1, 0},       {1e30f, 1, 255},
+    {-1e30f, 1, 0},     {0.49999997f, 1, 0}, {FLT_MIN, 1, 0},
+    {1.99f, 0, 1},      {254.99f, 0, 254},   {254.99f, 2, 254},
+    {254.99f, -1, 254}, {1.99f, INT_MIN, 1}, {0.999f, 0, 0},
+    {255.0f, 0, 255},   {-0.9f, 0, 0},       {kNaN, 0, 0},
+    {4.5e9f, 0, 255},   {-4.5e9f, 0, 0},     {2147483648.0f, 1, 255},
 };
 
 const RuleRow k16sRows[] = {
-    {-2.5f, 1, -2},         {-3.5f, 1, -4},          {-1.5f, 1, -2},         {-0.5f, 1, 0},
-    {0.5f, 1, 0},           {32766.5f, 1, 32766},    {32765.5f, 1, 32766},   {32767.0f, 1, 32767},
-    {32766.7f, 1, 32767},   {40000.0f, 1, 32767},    {-40000.0f, 1, -32768}, {-32767.5f, 1, -32768},
-    {-32768.0f, 1, -32768}, {-32766.5f, 1, -32766},  {kNaN, 1, -32768},      {-kNaN, 1, -32768},
-    {kInf, 1, 32767},       {-kInf, 1, -32768},      {-0.0f, 1, 0},          {-2.9f, 0, -2},
-    {2.9f, 0, 2},           {-32767.9f, 0, -32767},  {32766.9f, 0, 32766},   {kNaN, 0, -32768},
-    {-2147483904.0f, 1, -32768}, {2147483648.0f, 0, 32767}, {-2.9f, 7, -2},
+    {-2.5f, 1, -2},
+    {-3.5f, 1, -4},
+    {-1.5f, 1, -2},
+    {-0.5f, 1, 0},
+    {0.5f, 1, 0},
+    {32766.5f, 1, 32766},
+    {32765.5f, 1, 32766},
+    {32767.0f, 1, 32767},
+    {32766.7f, 1, 32767},
+    {40000.0f, 1, 32767},
+    {-40000.0f, 1, -32768},
+    {-32767.5f, 1, -32768},
+    {-32768.0f, 1, -32768},
+    {-32766.5f, 1, -32766},
+    {kNaN, 1, -32768},
+    {-kNaN, 1, -32768},
+    {kInf, 1, 32767},
+    {-kInf, 1, -32768},
+    {-0.0f, 1, 0},
+    {-2.9f, 0, -2},
+    {2.9f, 0, 2},
+    {-32767.9f, 0, -32767},
+    {32766.9f, 0, 32766},
+    {kNaN, 0, -32768},
+    {-2147483904.0f, 1, -32768},
+    {2147483648.0f, 0, 32767},
+    {-2.9f, 7, -2},
 };
 
 // Runs a one-row conversion of `values` under the current variant: the
@@ -80,11 +104,11 @@ std::vector<D> convertRow(const std::vector<float>& values, int roundMode) {
   Image<D> dst(int(values.size()), 1);
   TpxStatus status;
   if constexpr (sizeof(D) == 1) {
-    status = tpxiConvert_32f8u_C1R(src.ptr(), src.step(), dst.ptr(), dst.step(), src.size(),
-                                   roundMode);
+    status =
+        tpxiConvert_32f8u_C1R(src.ptr(), src.step(), dst.ptr(), dst.step(), src.size(), roundMode);
   } else {
-    status = tpxiConvert_32f16s_C1R(src.ptr(), src.step(), dst.ptr(), dst.step(), src.size(),
-                                    roundMode);
+    status =
+        tpxiConvert_32f16s_C1R(src.ptr(), src.step(), dst.ptr(), dst.step(), src.size(), roundMode);
   }
   EXPECT_EQ(status, tpxStsNoErr);
   EXPECT_TRUE(dst.guardsIntact());
@@ -153,8 +177,8 @@ TEST(ConvertRule, DenseSweepAgainstReference) {
 }
 
 TEST(ConvertRule, CallersRoundingModeIsIrrelevantAndRestored) {
-  const std::vector<float> values = {2.5f, 3.5f, -2.5f, 1.7f, -1.7f, 100.5f, 0.5f, 7.49f,
-                                     2.5f, 3.5f, -2.5f, 1.7f, -1.7f, 100.5f, 0.5f, 7.49f, 9.5f};
+  const std::vector<float> values = {2.5f, 3.5f,  -2.5f, 1.7f,  -1.7f,  100.5f, 0.5f,  7.49f, 2.5f,
+                                     3.5f, -2.5f, 1.7f,  -1.7f, 100.5f, 0.5f,   7.49f, 9.5f};
   const std::vector<Tpx16s> nearest = {2, 4, -2, 2, -2, 100, 0, 7, 2, 4, -2, 2, -2, 100, 0, 7, 10};
   const std::vector<Tpx16s> truncated = {2, 3, -2, 1, -1, 100, 0, 7, 2, 3, -2, 1, -1, 100, 0, 7, 9};
   forEachVariant([&](int) {
@@ -224,8 +248,8 @@ S randomValue(std::mt19937& rng) {
       case 0:
         return float(int(rng() % 70000) - 35000) + 0.5f;
       case 1: {
-        const float specials[] = {kNaN, -kNaN, kInf, -kInf, -0.0f, 0.0f, 255.0f, 32767.0f,
-                                  -32768.0f, bitsToFloat(0x7fc12345u)};
+        const float specials[] = {kNaN, -kNaN,  kInf,     -kInf,     -0.0f,
+                                  0.0f, 255.0f, 32767.0f, -32768.0f, bitsToFloat(0x7fc12345u)};
         return specials[rng() % 10];
       }
       default:
@@ -241,8 +265,8 @@ void checkOnShapes(const Op<S, D>& op) {
   SCOPED_TRACE(op.name);
   uint32_t seed = 1;
   for (const tpxtest::Shape& shape : tpxtest::awkwardShapes()) {
-    SCOPED_TRACE(testing::Message() << shape.width << "x" << shape.height << " pad "
-                                    << shape.padBytes);
+    SCOPED_TRACE(testing::Message()
+                 << shape.width << "x" << shape.height << " pad " << shape.padBytes);
     Image<S> src(shape.width, shape.height, shape.width * int(sizeof(S)) + shape.padBytes);
     std::mt19937 rng(seed++);
     src.fill([&](int, int) { return randomValue<S>(rng); });
@@ -280,10 +304,10 @@ TEST(ConvertShapes, EveryExportAgreesWithReferenceInEveryVariant) {
   checkOnShapes(Op<Tpx8u, Tpx8u>{"Copy_8u", tpxiCopy_8u_C1R, same<Tpx8u>});
   checkOnShapes(Op<Tpx16s, Tpx16s>{"Copy_16s", tpxiCopy_16s_C1R, same<Tpx16s>});
   checkOnShapes(Op<Tpx32f, Tpx32f>{"Copy_32f", tpxiCopy_32f_C1R, same<Tpx32f>});
-  checkOnShapes(Op<Tpx8u, Tpx16s>{"Convert_8u16s", tpxiConvert_8u16s_C1R,
-                                  [](Tpx8u v) { return Tpx16s(v); }});
-  checkOnShapes(Op<Tpx8u, Tpx32f>{"Convert_8u32f", tpxiConvert_8u32f_C1R,
-                                  [](Tpx8u v) { return Tpx32f(v); }});
+  checkOnShapes(
+      Op<Tpx8u, Tpx16s>{"Convert_8u16s", tpxiConvert_8u16s_C1R, [](Tpx8u v) { return Tpx16s(v); }});
+  checkOnShapes(
+      Op<Tpx8u, Tpx32f>{"Convert_8u32f", tpxiConvert_8u32f_C1R, [](Tpx8u v) { return Tpx32f(v); }});
   checkOnShapes(Op<Tpx16s, Tpx32f>{"Convert_16s32f", tpxiConvert_16s32f_C1R,
                                    [](Tpx16s v) { return Tpx32f(v); }});
   checkOnShapes(Op<Tpx16s, Tpx8u>{"Convert_16s8u", tpxiConvert_16s8u_C1R, [](Tpx16s v) {
@@ -340,8 +364,8 @@ TEST(SetShapes, FillsExactPatternsInEveryVariant) {
   checkSetOnShapes<Tpx32s>("Set_32s", tpxiSet_32s_C1R, {0, -1, 0x01020304, INT_MIN});
   // The 32f fill keeps the pattern: -0, infinities and NaNs with payloads.
   checkSetOnShapes<Tpx32f>("Set_32f", tpxiSet_32f_C1R,
-                           {1.5f, -0.0f, -kInf, bitsToFloat(0x7fc12345u),
-                            bitsToFloat(0xffc00001u), bitsToFloat(0x00000001u)});
+                           {1.5f, -0.0f, -kInf, bitsToFloat(0x7fc12345u), bitsToFloat(0xffc00001u),
+                            bitsToFloat(0x00000001u)});
 }
 
 // ----- Argument checks ---------------------------------------------------------
@@ -407,9 +431,9 @@ TEST(ConvertChecks, OrderOfChecksForEveryExport) {
       // Negative steps walk upwards: start in the middle of each half.
       const std::vector<TpxStatus> got =
           allStatuses(r.nullSrc, r.nullDst, r.roi, r.srcStep, r.dstStep, buffer);
-      const std::vector<TpxStatus> want = {r.copy, r.copy, r.copy, r.set, r.set, r.set, r.set,
-                                           r.convert, r.convert, r.convert, r.convert, r.convert,
-                                           r.convert};
+      const std::vector<TpxStatus> want = {r.copy,    r.copy,    r.copy,    r.set,     r.set,
+                                           r.set,     r.set,     r.convert, r.convert, r.convert,
+                                           r.convert, r.convert, r.convert};
       EXPECT_EQ(got, want);
     }
   });
