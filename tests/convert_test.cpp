@@ -374,9 +374,10 @@ TEST(SetShapes, FillsExactPatternsInEveryVariant) {
 // and steps, and returns the 13 statuses in a fixed order.
 std::vector<TpxStatus> allStatuses(bool nullSrc, bool nullDst, TpxiSize roi, int srcStep,
                                    int dstStep, std::vector<uint8_t>& buffer) {
-  // A buffer big enough for every call below, whatever the element type.
-  Tpx8u* s = nullSrc ? nullptr : buffer.data();
-  Tpx8u* d = nullDst ? nullptr : buffer.data() + buffer.size() / 2;
+  // Operands in the middle of each half of the buffer, so that rows reached
+  // with positive or negative steps stay inside it.
+  Tpx8u* s = nullSrc ? nullptr : buffer.data() + buffer.size() / 4;
+  Tpx8u* d = nullDst ? nullptr : buffer.data() + 3 * buffer.size() / 4;
   auto s16 = reinterpret_cast<Tpx16s*>(s);
   auto d16 = reinterpret_cast<Tpx16s*>(d);
   auto s32 = reinterpret_cast<Tpx32f*>(s);
@@ -428,7 +429,6 @@ TEST(ConvertChecks, OrderOfChecksForEveryExport) {
     for (const Row& r : kRows) {
       SCOPED_TRACE(r.what);
       std::vector<uint8_t> buffer(1024, 0xcd);
-      // Negative steps walk upwards: start in the middle of each half.
       const std::vector<TpxStatus> got =
           allStatuses(r.nullSrc, r.nullDst, r.roi, r.srcStep, r.dstStep, buffer);
       const std::vector<TpxStatus> want = {r.copy,    r.copy,    r.copy,    r.set,     r.set,
