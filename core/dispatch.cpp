@@ -3,8 +3,8 @@
 //
 // Each line of core/exports.def becomes
 //
-//   constexpr decltype(&::name) kTable_name[5] = {&px::name, ..., &v8::name};
-//   extern "C" R name(params) { return kTable_name[gVariantIndex](args); }
+//   const decltype(&::name) table::name[5] = {&px::name, ..., &v8::name};
+//   extern "C" R name(params) { return table::name[gVariantIndex](args); }
 //
 // The table is typed by the public declaration, so an entry of any other
 // type does not compile; the stub adds nothing to the call and compiles to
@@ -21,14 +21,11 @@ int32_t gVariantIndex = 0;
 #define TPX_EXPORT(ret, name, params, args) \
   TPX_EXPORT_SLOTS(ret, name, params, args, px, a6, w7, t7, v8)
 #define TPX_EXPORT_SLOTS(ret, name, params, args, s0, s1, s2, s3, s4)                     \
-  namespace tpx {                                                                        \
-  namespace {                                                                            \
-  constexpr decltype(&::name) kTable_##name[kVariantCount] = {&s0::name, &s1::name,      \
-                                                              &s2::name, &s3::name,      \
-                                                              &s4::name};                \
+  namespace tpx::table {                                                                 \
+  const decltype(&::name) name[kVariantCount] = {&s0::name, &s1::name, &s2::name,       \
+                                                 &s3::name, &s4::name};                  \
   }                                                                                      \
-  }                                                                                      \
-  extern "C" ret name params { return tpx::kTable_##name[tpx::gVariantIndex] args; }
+  extern "C" ret name params { return tpx::table::name[tpx::gVariantIndex] args; }
 #include "core/exports.def"
 #undef TPX_EXPORT
 #undef TPX_EXPORT_SLOTS

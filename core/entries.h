@@ -9,7 +9,9 @@
 // and a qualified definition that matches no declaration is ill-formed, so a
 // signature that drifts from the list (and through the list from the public
 // header) fails to compile. Composite operations call building blocks through
-// these names directly (tpx::px::tpxiSet_8u_C1R), never through the stubs.
+// these names directly (tpx::px::tpxiSet_8u_C1R), never through the stubs,
+// or, to run the entry of their own variant index whichever copy serves it,
+// through the export's table: tpx::table::tpxiSet_8u_C1R[TPX_VARIANT](...).
 #ifndef TPX_CORE_ENTRIES_H
 #define TPX_CORE_ENTRIES_H
 
@@ -34,6 +36,16 @@ namespace tpx::v8 {
 #include "core/exports.def"
 }
 
+#undef TPX_EXPORT
+#undef TPX_EXPORT_SLOTS
+
+// The five-entry table of each export (defined in core/dispatch.cpp).
+#define TPX_EXPORT(ret, name, params, args) extern const decltype(&::name) name[5];
+#define TPX_EXPORT_SLOTS(ret, name, params, args, s0, s1, s2, s3, s4) \
+  extern const decltype(&::name) name[5];
+namespace tpx::table {
+#include "core/exports.def"
+}
 #undef TPX_EXPORT
 #undef TPX_EXPORT_SLOTS
 
