@@ -238,6 +238,80 @@ TPX_API TpxStatus tpxiConvert_32f8u_C1R(const Tpx32f* pSrc, int srcStep, Tpx8u* 
 TPX_API TpxStatus tpxiConvert_32f16s_C1R(const Tpx32f* pSrc, int srcStep, Tpx16s* pDst,
                                          int dstStep, TpxiSize roiSize, TpxRoundMode roundMode);
 
+/* ---------------------------------------------------------------------------
+ * Scaled integer arithmetic (Sfs)
+ *
+ * The exact integer result R is scaled by 2^-scaleFactor and saturated to
+ * the element range: a positive scaleFactor s rounds to nearest with ties to
+ * even, (R + 2^(s-1) - 1 + ((R >> s) & 1)) >> s; a negative one multiplies.
+ * An 8u difference is clamped at 0 before scaling. Sub and Div take the
+ * FIRST operand as the subtrahend and the divisor.
+ *
+ * Checks: null pointer (-8), width or height below 1 (-6); Div also rejects
+ * steps below 1 (-14), the others examine no step. Scale factors beyond the
+ * point where every result is 0 fill the destination through
+ * tpxiSet_8u_C1R / tpxiSet_16s_C1R and return its status (-14 for a
+ * destination step below 1).
+ * ------------------------------------------------------------------------- */
+
+TPX_API TpxStatus tpxiAdd_8u_C1RSfs(const Tpx8u* pSrc1, int src1Step, const Tpx8u* pSrc2,
+                                    int src2Step, Tpx8u* pDst, int dstStep, TpxiSize roiSize,
+                                    int scaleFactor);
+TPX_API TpxStatus tpxiAdd_16s_C1RSfs(const Tpx16s* pSrc1, int src1Step, const Tpx16s* pSrc2,
+                                     int src2Step, Tpx16s* pDst, int dstStep, TpxiSize roiSize,
+                                     int scaleFactor);
+/* srcDst = srcDst + src */
+TPX_API TpxStatus tpxiAdd_8u_C1IRSfs(const Tpx8u* pSrc, int srcStep, Tpx8u* pSrcDst,
+                                     int srcDstStep, TpxiSize roiSize, int scaleFactor);
+TPX_API TpxStatus tpxiAdd_16s_C1IRSfs(const Tpx16s* pSrc, int srcStep, Tpx16s* pSrcDst,
+                                      int srcDstStep, TpxiSize roiSize, int scaleFactor);
+/* dst = src2 - src1 */
+TPX_API TpxStatus tpxiSub_8u_C1RSfs(const Tpx8u* pSrc1, int src1Step, const Tpx8u* pSrc2,
+                                    int src2Step, Tpx8u* pDst, int dstStep, TpxiSize roiSize,
+                                    int scaleFactor);
+TPX_API TpxStatus tpxiSub_16s_C1RSfs(const Tpx16s* pSrc1, int src1Step, const Tpx16s* pSrc2,
+                                     int src2Step, Tpx16s* pDst, int dstStep, TpxiSize roiSize,
+                                     int scaleFactor);
+/* srcDst = srcDst * src */
+TPX_API TpxStatus tpxiMul_8u_C1IRSfs(const Tpx8u* pSrc, int srcStep, Tpx8u* pSrcDst,
+                                     int srcDstStep, TpxiSize roiSize, int scaleFactor);
+TPX_API TpxStatus tpxiMul_16s_C1IRSfs(const Tpx16s* pSrc, int srcStep, Tpx16s* pSrcDst,
+                                      int srcDstStep, TpxiSize roiSize, int scaleFactor);
+/* dst = src2 / src1, quotient in double rounded to nearest even. A zero
+ * divisor stores 255 (8u, nonzero dividend) or the saturated sign of the
+ * dividend (16s), 0 for a zero dividend, and the call returns
+ * tpxStsDivByZero after writing the whole image. */
+TPX_API TpxStatus tpxiDiv_8u_C1RSfs(const Tpx8u* pSrc1, int src1Step, const Tpx8u* pSrc2,
+                                    int src2Step, Tpx8u* pDst, int dstStep, TpxiSize roiSize,
+                                    int scaleFactor);
+TPX_API TpxStatus tpxiDiv_16s_C1RSfs(const Tpx16s* pSrc1, int src1Step, const Tpx16s* pSrc2,
+                                     int src2Step, Tpx16s* pDst, int dstStep, TpxiSize roiSize,
+                                     int scaleFactor);
+/* srcDst = srcDst / src */
+TPX_API TpxStatus tpxiDiv_8u_C1IRSfs(const Tpx8u* pSrc, int srcStep, Tpx8u* pSrcDst,
+                                     int srcDstStep, TpxiSize roiSize, int scaleFactor);
+TPX_API TpxStatus tpxiDiv_16s_C1IRSfs(const Tpx16s* pSrc, int srcStep, Tpx16s* pSrcDst,
+                                      int srcDstStep, TpxiSize roiSize, int scaleFactor);
+/* srcDst = srcDst + value; returns at once for value 0 and scaleFactor 0. */
+TPX_API TpxStatus tpxiAddC_8u_C1IRSfs(Tpx8u value, Tpx8u* pSrcDst, int srcDstStep,
+                                      TpxiSize roiSize, int scaleFactor);
+TPX_API TpxStatus tpxiAddC_16s_C1IRSfs(Tpx16s value, Tpx16s* pSrcDst, int srcDstStep,
+                                       TpxiSize roiSize, int scaleFactor);
+/* srcDst = srcDst - value */
+TPX_API TpxStatus tpxiSubC_16s_C1IRSfs(Tpx16s value, Tpx16s* pSrcDst, int srcDstStep,
+                                       TpxiSize roiSize, int scaleFactor);
+/* dst = src * value; value 0 fills with 0 through Set, value 1 with
+ * scaleFactor 0 copies through tpxiCopy_8u_C1R / tpxiCopy_16s_C1R. */
+TPX_API TpxStatus tpxiMulC_8u_C1RSfs(const Tpx8u* pSrc, int srcStep, Tpx8u value, Tpx8u* pDst,
+                                     int dstStep, TpxiSize roiSize, int scaleFactor);
+TPX_API TpxStatus tpxiMulC_16s_C1RSfs(const Tpx16s* pSrc, int srcStep, Tpx16s value,
+                                      Tpx16s* pDst, int dstStep, TpxiSize roiSize,
+                                      int scaleFactor);
+TPX_API TpxStatus tpxiMulC_8u_C1IRSfs(Tpx8u value, Tpx8u* pSrcDst, int srcDstStep,
+                                      TpxiSize roiSize, int scaleFactor);
+TPX_API TpxStatus tpxiMulC_16s_C1IRSfs(Tpx16s value, Tpx16s* pSrcDst, int srcDstStep,
+                                       TpxiSize roiSize, int scaleFactor);
+
 #ifdef __cplusplus
 }
 #endif

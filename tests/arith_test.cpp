@@ -1,0 +1,659 @@
+// Scaled integer arithmetic: the scale rule against an independent
+// reference, every short-cut and its status, division ties and zero
+// divisors, check order, step quirks, and agreement of all variants.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <random>
+
+#include "tests/harness.h"
+
+namespace {
+
+using tpxtest::expectVariantsMatchGeneric;
+using tpxtest::forEachVariant;
+using tpxtest::Image;
+using tpxtest::Outcome;
+
+// ----- Independent references ------------------------------------------------------
+
+// Round-half-even of the rational num / den (den > 0), exactly.
+int64_t roundRational(__int128 num, __int128 den);
+
+// R x 2^-sf rounded to nearest with ties to even, computed exactly as a
+// rational, then saturated.
+template <typename T>
+int referenceScale(int64_t r, int sf) {
+  const int lo = std::is_same_v<T, Tpx8u> ? 0 : -32768;
+  const int hi = std::is_same_v<T, Tpx8u> ? 255 : 32767;
+  const int64_t v = sf >= 0 ? roundRational(r, __int128(1) << std::min(sf, 100))
+                            : r * (int64_t(1) << std::min(-sf, 31));
+  return v < lo ? lo : v > hi ? hi : static_cast<int>(v);
+}
+
+// Round-half-even of the rational num / den (den > 0), exactly.
+int64_t roundRational(__int128 num, __int128 den) {
+  __int128 q = num / den, rem = num % den;
+  if (rem < 0) {  // floor
+    q -= 1;
+    rem += den;
+  }
+  if (2 * rem > den || (2 * rem == den && (q & 1) != 0)) q += 1;
+  return static_cast<int64_t>(q);
+}
+
+// n x 2^-sf / d, exactly rounded and saturated; zero divisors give the
+// documented substitutes. Valid where the double quotient cannot misround
+// (all 8u cases, 16s up to |sf| of about 20).
+template <typename T>
+int referenceDivide(int n, int d, int sf) {
+  const int lo = std::is_same_v<T, Tpx8u> ? 0 : -32768;
+  const int hi = std::is_same_v<T, Tpx8u> ? 255 : 32767;
+  if (d == 0) return n > 0 ? hi : n < 0 ? lo : 0;
+  __int128 num = n, den = d;
+  if (den < 0) {
+    num = -num;
+    den = -den;
+  }
+  if (sf < 0) {
+    num <<= -sf;
+  } else {
+    den <<= sf;
+  }
+  const int64_t r = roundRational(num, den);
+  return r < lo ? lo : r > hi ? hi : static_cast<int>(r);
+}
+
+// ----- The operations, described uniformly --------------------------------------
+
+// Every export as a function of (x, y) images and a destination, where x is
+// the first source (or the in-place operand) and y the second source (or a
+// constant, taken from y's first pixel).
+enum class Form { kTwo, kInPlace, kConstInPlace, kConstOut };
+
+template <typename T>
+struct OpCase {
+  const char* name;
+  Form form;
+  std::function<TpxStatus(const T*, int, const T*, int, T*, int, TpxiSize, int)> call;
+  // The exact result from the pixel values in documented order.
+  std::function<int64_t(int x, int y)> exact;
+  int zeroAbove, signBelow;  // short-cut bounds
+};
+
+template <typename T>
+std::vector<OpCase<T>> opCases();
+
+// Adapters: (a, aStep, b, bStep, d, dStep) map onto each form's arguments.
+// Two images: a = src1, b = src2. In place: a = src, d = srcDst (prefilled
+// with b by the caller). Constant: b's first pixel is the value.
+template <>
+std::vector<OpCase<Tpx8u>> opCases<Tpx8u>() {
+  using T = Tpx8u;
+  return {
+      {"Add_8u_C1RSfs", Form::kTwo, tpxiAdd_8u_C1RSfs, [](int a, int b) { return a + b; }, 9, -7},
+      {"Sub_8u_C1RSfs", Form::kTwo, tpxiSub_8u_C1RSfs,
+       [](int a, int b) { return std::max(b - a, 0); }, 8, -7},
+      {"Add_8u_C1IRSfs", Form::kInPlace,
+       [](const T* a, int as, const T*, int, T* d, int ds, TpxiSize r, int sf) {
+         return tpxiAdd_8u_C1IRSfs(a, as, d, ds, r, sf);
+       },
+       [](int a, int b) { return a + b; }, 9, -7},
+      {"Mul_8u_C1IRSfs", Form::kInPlace,
+       [](const T* a, int as, const T*, int, T* d, int ds, TpxiSize r, int sf) {
+         return tpxiMul_8u_C1IRSfs(a, as, d, ds, r, sf);
+       },
+       [](int a, int b) { return a * b; }, 16, -7},
+      {"AddC_8u_C1IRSfs", Form::kConstInPlace,
+       [](const T*, int, const T* b, int, T* d, int ds, TpxiSize r, int sf) {
+         return tpxiAddC_8u_C1IRSfs(*b, d, ds, r, sf);
+       },
+       [](int a, int b) { return a + b; }, 9, -7},
+      {"MulC_8u_C1RSfs", Form::kConstOut,
+       [](const T* a, int as, const T* b, int, T* d, int ds, TpxiSize r, int sf) {
+         return tpxiMulC_8u_C1RSfs(a, as, *b, d, ds, r, sf);
+       },
+       [](int a, int b) { return a * b; }, 16, -7},
+      {"MulC_8u_C1IRSfs", Form::kConstInPlace,
+       [](const T*, int, const T* b, int, T* d, int ds, TpxiSize r, int sf) {
+         return tpxiMulC_8u_C1IRSfs(*b, d, ds, r, sf);
+       },
+       [](int a, int b) { return a * b; }, 16, -7},
+  };
+}
+
+template <>
+std::vector<OpCase<Tpx16s>> opCases<Tpx16s>() {
+  using T = Tpx16s;
+  return {
+      {"Add_16s_C1RSfs", Form::kTwo, tpxiAdd_16s_C1RSfs, [](int a, int b) { return a + b; }, 16,
+       -15},
+      {"Sub_16s_C1RSfs", Form::kTwo, tpxiSub_16s_C1RSfs, [](int a, int b) { return b - a; }, 16,
+       -15},
+      {"Add_16s_C1IRSfs", Form::kInPlace,
+       [](const T* a, int as, const T*, int, T* d, int ds, TpxiSize r, int sf) {
+         return tpxiAdd_16s_C1IRSfs(a, as, d, ds, r, sf);
+       },
+       [](int a, int b) { return a + b; }, 16, -15},
+      {"Mul_16s_C1IRSfs", Form::kInPlace,
+       [](const T* a, int as, const T*, int, T* d, int ds, TpxiSize r, int sf) {
+         return tpxiMul_16s_C1IRSfs(a, as, d, ds, r, sf);
+       },
+       [](int a, int b) { return int64_t(a) * b; }, 30, -14},
+      {"AddC_16s_C1IRSfs", Form::kConstInPlace,
+       [](const T*, int, const T* b, int, T* d, int ds, TpxiSize r, int sf) {
+         return tpxiAddC_16s_C1IRSfs(*b, d, ds, r, sf);
+       },
+       [](int a, int b) { return a + b; }, 16, -15},
+      {"SubC_16s_C1IRSfs", Form::kConstInPlace,
+       [](const T*, int, const T* b, int, T* d, int ds, TpxiSize r, int sf) {
+         return tpxiSubC_16s_C1IRSfs(*b, d, ds, r, sf);
+       },
+       [](int a, int b) { return a - b; }, 16, -15},
+      {"MulC_16s_C1RSfs", Form::kConstOut,
+       [](const T* a, int as, const T* b, int, T* d, int ds, TpxiSize r, int sf) {
+         return tpxiMulC_16s_C1RSfs(a, as, *b, d, ds, r, sf);
+       },
+       [](int a, int b) { return int64_t(a) * b; }, 30, -14},
+      {"MulC_16s_C1IRSfs", Form::kConstInPlace,
+       [](const T*, int, const T* b, int, T* d, int ds, TpxiSize r, int sf) {
+         return tpxiMulC_16s_C1IRSfs(*b, d, ds, r, sf);
+       },
+       [](int a, int b) { return int64_t(a) * b; }, 30, -14},
+  };
+}
+
+// Runs one case on operand images a, b (b only its first pixel for the
+// constant forms) and returns the destination image. For in-place forms the
+// destination starts as a copy of b (two-image forms: the first operand of
+// exact() is a, the second b; in place the documented order is
+// srcDst op src, so exact(a, b) receives (srcDst, src)).
+template <typename T>
+struct OpRun {
+  TpxStatus status;
+  Image<T> dst;
+};
+
+template <typename T>
+OpRun<T> runCase(const OpCase<T>& op, const Image<T>& a, const Image<T>& b, int sf, int dstPad) {
+  const int w = a.width(), h = a.height();
+  OpRun<T> run{0, Image<T>(w, h, w * int(sizeof(T)) + dstPad)};
+  Image<T>& d = run.dst;
+  if (op.form == Form::kInPlace) {
+    d.fill([&](int x, int y) { return b.get(x, y); });
+  } else if (op.form == Form::kConstInPlace) {
+    d.fill([&](int x, int y) { return a.get(x, y); });
+  }
+  run.status = op.call(a.ptr(), a.step(), b.ptr(), b.step(), d.ptr(), d.step(), a.size(), sf);
+  return run;
+}
+
+// The expected value of pixel (x, y) for a case.
+template <typename T>
+int expectedPixel(const OpCase<T>& op, const Image<T>& a, const Image<T>& b, int x, int y, int sf) {
+  switch (op.form) {
+    case Form::kTwo:
+      return referenceScale<T>(op.exact(a.get(x, y), b.get(x, y)), sf);
+    case Form::kInPlace:  // srcDst (= b) op src (= a)
+      return referenceScale<T>(op.exact(b.get(x, y), a.get(x, y)), sf);
+    default:  // pixel (= a) op value
+      return referenceScale<T>(op.exact(a.get(x, y), b.get(0, 0)), sf);
+  }
+}
+
+// ----- The rule, densely ------------------------------------------------------------
+
+TEST(ScaledRule, All8uPairsForEveryScaleFactor) {
+  // a = column, b = row: all 65536 pairs for two-image and in-place forms;
+  // the constant forms take each of a sample of constants in turn.
+  Image<Tpx8u> a(256, 256), b(256, 256);
+  a.fill([](int x, int) { return Tpx8u(x); });
+  b.fill([](int, int y) { return Tpx8u(y); });
+  for (const OpCase<Tpx8u>& op : opCases<Tpx8u>()) {
+    SCOPED_TRACE(op.name);
+    const bool constant = op.form == Form::kConstInPlace || op.form == Form::kConstOut;
+    for (int sf = op.signBelow - 3; sf <= op.zeroAbove + 3; ++sf) {
+      for (int value : constant ? std::vector<int>{0, 1, 2, 3, 100, 255} : std::vector<int>{-1}) {
+        Image<Tpx8u> bb(256, 256);
+        bb.fill([&](int x, int y) { return value < 0 ? b.get(x, y) : Tpx8u(value); });
+        std::vector<int> expected;
+        for (int y = 0; y < 256; ++y)
+          for (int x = 0; x < 256; ++x) expected.push_back(expectedPixel(op, a, bb, x, y, sf));
+        forEachVariant([&](int) {
+          const OpRun<Tpx8u> run = runCase(op, a, bb, sf, 0);
+          ASSERT_EQ(run.status, tpxStsNoErr) << "sf " << sf;
+          int bad = 0;
+          for (int y = 0; y < 256; ++y)
+            for (int x = 0; x < 256; ++x) {
+              const int want = expected[size_t(y * 256 + x)];
+              if (run.dst.get(x, y) != want && bad++ < 3) {
+                ADD_FAILURE() << "sf " << sf << " a " << int(a.get(x, y)) << " b "
+                              << int(bb.get(x, y)) << " gave " << int(run.dst.get(x, y)) << " want "
+                              << want;
+              }
+            }
+          EXPECT_TRUE(run.dst.guardsIntact());
+        });
+      }
+    }
+  }
+}
+
+// Sampled 16s pairs: extremes, small values around ties, random.
+std::vector<int> samples16s() {
+  std::vector<int> v = {-32768, -32767, -32766, -16385, -16384, -257, -256, -255,  -3,    -2,
+                        -1,     0,      1,      2,      3,      255,  256,  16384, 32766, 32767};
+  std::mt19937 rng(11);
+  for (int i = 0; i < 44; ++i) v.push_back(int(rng() % 65536) - 32768);
+  return v;
+}
+
+TEST(ScaledRule, Sampled16sPairsForEveryScaleFactor) {
+  const std::vector<int> s = samples16s();
+  const int n = int(s.size());
+  Image<Tpx16s> a(n, n), b(n, n);
+  a.fill([&](int x, int) { return Tpx16s(s[size_t(x)]); });
+  b.fill([&](int, int y) { return Tpx16s(s[size_t(y)]); });
+  for (const OpCase<Tpx16s>& op : opCases<Tpx16s>()) {
+    SCOPED_TRACE(op.name);
+    const bool constant = op.form == Form::kConstInPlace || op.form == Form::kConstOut;
+    for (int sf = op.signBelow - 3; sf <= op.zeroAbove + 3; ++sf) {
+      for (int value : constant ? std::vector<int>{0, 1, -1, 3, -32768, 32767, 12345}
+                                : std::vector<int>{INT32_MIN}) {
+        Image<Tpx16s> bb(n, n);
+        bb.fill([&](int x, int y) { return value == INT32_MIN ? b.get(x, y) : Tpx16s(value); });
+        std::vector<int> expected;
+        for (int y = 0; y < n; ++y)
+          for (int x = 0; x < n; ++x) expected.push_back(expectedPixel(op, a, bb, x, y, sf));
+        forEachVariant([&](int) {
+          const OpRun<Tpx16s> run = runCase(op, a, bb, sf, 3);
+          ASSERT_EQ(run.status, tpxStsNoErr) << "sf " << sf;
+          int bad = 0;
+          for (int y = 0; y < n; ++y)
+            for (int x = 0; x < n; ++x) {
+              const int want = expected[size_t(y * n + x)];
+              if (run.dst.get(x, y) != want && bad++ < 3) {
+                ADD_FAILURE() << "sf " << sf << " a " << a.get(x, y) << " b " << bb.get(x, y)
+                              << " gave " << run.dst.get(x, y) << " want " << want;
+              }
+            }
+          EXPECT_TRUE(run.dst.guardsIntact());
+        });
+      }
+    }
+  }
+}
+
+// ----- Documented examples ------------------------------------------------------------
+
+TpxStatus add8u(int a, int b, int sf, int* out) {
+  Tpx8u x = Tpx8u(a), y = Tpx8u(b), d = 0;
+  const TpxStatus s = tpxiAdd_8u_C1RSfs(&x, 1, &y, 1, &d, 1, {1, 1}, sf);
+  *out = d;
+  return s;
+}
+
+TEST(ScaledRule, DocumentedExamples) {
+  struct Row {
+    const char* what;
+    std::function<int()> run;
+    int expected;
+  };
+  auto add16 = [](int a, int b, int sf) {
+    Tpx16s x = Tpx16s(a), y = Tpx16s(b), d = 0;
+    tpxiAdd_16s_C1RSfs(&x, 2, &y, 2, &d, 2, {1, 1}, sf);
+    return int(d);
+  };
+  auto mul16 = [](int a, int b, int sf) {
+    Tpx16s x = Tpx16s(a), d = Tpx16s(b);
+    tpxiMul_16s_C1IRSfs(&x, 2, &d, 2, {1, 1}, sf);
+    return int(d);
+  };
+  auto sub8 = [](int src1, int src2) {
+    Tpx8u x = Tpx8u(src1), y = Tpx8u(src2), d = 0;
+    tpxiSub_8u_C1RSfs(&x, 1, &y, 1, &d, 1, {1, 1}, 0);
+    return int(d);
+  };
+  auto add8 = [](int a, int b, int sf) {
+    int d;
+    add8u(a, b, sf, &d);
+    return d;
+  };
+  const Row kRows[] = {
+      {"8u 1+2 sf 1", [&] { return add8(1, 2, 1); }, 2},
+      {"8u 2+3 sf 1", [&] { return add8(2, 3, 1); }, 2},
+      {"8u 3+4 sf 1", [&] { return add8(3, 4, 1); }, 4},
+      {"8u 255+255 sf 9", [&] { return add8(255, 255, 9); }, 1},
+      {"8u 255+255 sf 10", [&] { return add8(255, 255, 10); }, 0},
+      {"8u 0+0 sf -8", [&] { return add8(0, 0, -8); }, 0},
+      {"8u 0+1 sf -8", [&] { return add8(0, 1, -8); }, 255},
+      {"8u sub 10 from 3", [&] { return sub8(10, 3); }, 0},
+      {"8u sub 3 from 10", [&] { return sub8(3, 10); }, 7},
+      {"16s -1+-2 sf 1", [&] { return add16(-1, -2, 1); }, -2},
+      {"16s -2+-3 sf 1", [&] { return add16(-2, -3, 1); }, -2},
+      {"16s 1x1 sf -14", [&] { return mul16(1, 1, -14); }, 16384},
+      {"16s 1x1 sf -15", [&] { return mul16(1, 1, -15); }, 32767},
+      {"16s -32768x-32768 sf 30", [&] { return mul16(-32768, -32768, 30); }, 1},
+      {"16s -32768x-32768 sf 31", [&] { return mul16(-32768, -32768, 31); }, 0},
+  };
+  forEachVariant([&](int) {
+    for (const Row& r : kRows) EXPECT_EQ(r.run(), r.expected) << r.what;
+  });
+}
+
+// ----- Short-cuts and their statuses ---------------------------------------------------
+
+TEST(ScaledShortCuts, ZeroFillGoesThroughSetAndItsStepCheck) {
+  forEachVariant([&](int) {
+    Image<Tpx8u> a(6, 3), b(6, 3);
+    a.fillRandom(1, 0, 255);
+    b.fillRandom(2, 0, 255);
+    Image<Tpx8u> d(6, 1);
+    // Step 0, scale factor 0: every row written over the first one.
+    EXPECT_EQ(tpxiAdd_8u_C1RSfs(a.ptr(), a.step(), b.ptr(), b.step(), d.ptr(), 0, {6, 3}, 0),
+              tpxStsNoErr);
+    for (int x = 0; x < 6; ++x) EXPECT_EQ(d.get(x, 0), std::min(a.get(x, 2) + b.get(x, 2), 255));
+    // Scale factor 10: the zero fill's Set refuses the step.
+    EXPECT_EQ(tpxiAdd_8u_C1RSfs(a.ptr(), a.step(), b.ptr(), b.step(), d.ptr(), 0, {6, 3}, 10),
+              tpxStsStepErr);
+    Image<Tpx16s> s(6, 1);
+    EXPECT_EQ(tpxiMul_16s_C1IRSfs(s.ptr(), 0, s.ptr(), -12, {6, 1}, 31), tpxStsStepErr);
+    EXPECT_EQ(tpxiMul_16s_C1IRSfs(s.ptr(), 0, s.ptr(), -12, {6, 1}, 30), tpxStsNoErr);
+    EXPECT_TRUE(d.guardsIntact() && s.guardsIntact());
+  });
+}
+
+TEST(ScaledShortCuts, ConstantForms) {
+  forEachVariant([&](int) {
+    Image<Tpx8u> img(7, 3);
+    img.fillRandom(5, 0, 3);  // some zeros
+    img.set(0, 0, 0);
+    img.set(1, 0, 1);
+    const std::vector<uint8_t> before = img.bytes();
+    std::vector<int> original;
+    for (int y = 0; y < 3; ++y)
+      for (int x = 0; x < 7; ++x) original.push_back(img.get(x, y));
+    // AddC 0 with scale factor 0: untouched, even with a step Set would refuse.
+    EXPECT_EQ(tpxiAddC_8u_C1IRSfs(0, img.ptr(), 0, img.size(), 0), tpxStsNoErr);
+    EXPECT_EQ(img.bytes(), before);
+    // Far below the bound a nonzero constant fills with 255 through Set.
+    EXPECT_EQ(tpxiAddC_8u_C1IRSfs(1, img.ptr(), 0, img.size(), -8), tpxStsStepErr);
+    EXPECT_EQ(img.bytes(), before);
+    // A zero constant keeps zeros and saturates the rest.
+    EXPECT_EQ(tpxiAddC_8u_C1IRSfs(0, img.ptr(), img.step(), img.size(), -20), tpxStsNoErr);
+    for (int y = 0; y < 3; ++y)
+      for (int x = 0; x < 7; ++x) EXPECT_EQ(img.get(x, y), original[size_t(y * 7 + x)] ? 255 : 0);
+    EXPECT_EQ(img.get(0, 0), 0);
+    EXPECT_EQ(img.get(1, 0), 255);
+
+    // MulC by 0: zero fill through Set whatever the scale factor.
+    Image<Tpx8u> src(5, 2), dst(5, 2);
+    src.fillRandom(6, 1, 255);
+    dst.fillRandom(7, 1, 255);
+    EXPECT_EQ(tpxiMulC_8u_C1RSfs(src.ptr(), src.step(), 0, dst.ptr(), dst.step(), dst.size(), -20),
+              tpxStsNoErr);
+    for (int x = 0; x < 5; ++x) EXPECT_EQ(dst.get(x, 1), 0);
+    EXPECT_EQ(tpxiMulC_8u_C1RSfs(src.ptr(), src.step(), 0, dst.ptr(), 0, dst.size(), 3),
+              tpxStsStepErr);
+    // MulC by 1 with scale factor 0: a copy (Copy examines no step), or
+    // nothing at all in place.
+    EXPECT_EQ(tpxiMulC_8u_C1RSfs(src.ptr(), src.step(), 1, dst.ptr(), dst.step(), dst.size(), 0),
+              tpxStsNoErr);
+    for (int x = 0; x < 5; ++x) EXPECT_EQ(dst.get(x, 1), src.get(x, 1));
+    Image<Tpx16s> s16(4, 2);
+    s16.fillRandom(8, -100, 100);
+    const std::vector<uint8_t> s16before = s16.bytes();
+    EXPECT_EQ(tpxiMulC_16s_C1IRSfs(1, s16.ptr(), -3, s16.size(), 0), tpxStsNoErr);
+    EXPECT_EQ(tpxiSubC_16s_C1IRSfs(0, s16.ptr(), -3, s16.size(), 0), tpxStsNoErr);
+    EXPECT_EQ(s16.bytes(), s16before);
+    EXPECT_TRUE(img.guardsIntact() && dst.guardsIntact() && s16.guardsIntact());
+  });
+}
+
+// ----- Division ------------------------------------------------------------------------
+
+TEST(Divide, All8uPairsForEveryScaleFactor) {
+  Image<Tpx8u> divisor(256, 256), dividend(256, 256);
+  divisor.fill([](int x, int) { return Tpx8u(x); });
+  dividend.fill([](int, int y) { return Tpx8u(y); });
+  for (int sf = -18; sf <= 11; ++sf) {
+    forEachVariant([&](int) {
+      Image<Tpx8u> d(256, 256, 256 + 5);
+      EXPECT_EQ(tpxiDiv_8u_C1RSfs(divisor.ptr(), divisor.step(), dividend.ptr(), dividend.step(),
+                                  d.ptr(), d.step(), d.size(), sf),
+                tpxStsDivByZero);  // column 0 divides by zero
+      int bad = 0;
+      for (int y = 0; y < 256; ++y)
+        for (int x = 0; x < 256; ++x) {
+          const int want = referenceDivide<Tpx8u>(y, x, sf);
+          if (d.get(x, y) != want && bad++ < 3) {
+            ADD_FAILURE() << "sf " << sf << " " << y << "/" << x << " gave " << int(d.get(x, y))
+                          << " want " << want;
+          }
+        }
+      EXPECT_TRUE(d.guardsIntact());
+    });
+  }
+}
+
+TEST(Divide, Sampled16sPairs) {
+  const std::vector<int> s = samples16s();
+  const int n = int(s.size());
+  Image<Tpx16s> divisor(n, n), dividend(n, n);
+  divisor.fill([&](int x, int) { return Tpx16s(s[size_t(x)]); });
+  dividend.fill([&](int, int y) { return Tpx16s(s[size_t(y)]); });
+  for (int sf = -20; sf <= 20; ++sf) {
+    forEachVariant([&](int) {
+      Image<Tpx16s> d(n, n, 2 * n + 3);
+      EXPECT_EQ(tpxiDiv_16s_C1RSfs(divisor.ptr(), divisor.step(), dividend.ptr(), dividend.step(),
+                                   d.ptr(), d.step(), d.size(), sf),
+                tpxStsDivByZero);
+      int bad = 0;
+      for (int y = 0; y < n; ++y)
+        for (int x = 0; x < n; ++x) {
+          const int want = referenceDivide<Tpx16s>(s[size_t(y)], s[size_t(x)], sf);
+          if (d.get(x, y) != want && bad++ < 3) {
+            ADD_FAILURE() << "sf " << sf << " " << s[size_t(y)] << "/" << s[size_t(x)] << " gave "
+                          << d.get(x, y) << " want " << want;
+          }
+        }
+    });
+  }
+}
+
+// Far scale factors, where the double quotient's own rounding decides:
+// checked against the documented double formula itself.
+TEST(Divide, Extreme16sScaleFactorsFollowTheDoubleFormula) {
+  auto documented = [](int n, int d, int sf) {
+    double p = 1.0;
+    for (int k = 0; k < std::abs(sf); ++k) p = sf < 0 ? std::min(p * 2.0, 0x1p1023) : p * 0.5;
+    double q = (n * p) / d;
+    if (sf <= 0 && q < -32768.0) return -32768;
+    if (sf <= 0 && q > 32767.0) return 32767;
+    const double t = (q + 32768.0) + 0.5;
+    int r = static_cast<int>(t);
+    if ((r & 1) && r == t) r -= 1;
+    return r - 32768;
+  };
+  const std::vector<int> s = samples16s();
+  forEachVariant([&](int) {
+    for (int sf : {22, 23, 25, 31, 40, 1074, 1075, 2000, -31, -1023, -1024, -5000}) {
+      for (int n : s)
+        for (int d : {1, -1, 3, -7, 32767, -32768, 12345}) {
+          Tpx16s dd = Tpx16s(d), nn = Tpx16s(n), out = 0;
+          ASSERT_EQ(tpxiDiv_16s_C1RSfs(&dd, 2, &nn, 2, &out, 2, {1, 1}, sf), tpxStsNoErr);
+          EXPECT_EQ(out, documented(n, d, sf)) << n << "/" << d << " sf " << sf;
+        }
+    }
+  });
+}
+
+TEST(Divide, DocumentedExamplesAndStatusAfterTheWholeImage) {
+  forEachVariant([&](int) {
+    // Ties to even at scale factor 0.
+    const Tpx8u divisors[] = {2, 2, 3, 3, 0, 0};
+    const Tpx8u dividends[] = {5, 7, 1, 2, 0, 7};
+    const Tpx8u want[] = {2, 4, 0, 1, 0, 255};
+    Tpx8u out[6] = {};
+    EXPECT_EQ(tpxiDiv_8u_C1RSfs(divisors, 6, dividends, 6, out, 6, {6, 1}, 0), tpxStsDivByZero);
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(out[i], want[i]) << i;
+    const Tpx16s d16[] = {-1, 0, 0, 0};
+    const Tpx16s n16[] = {-32768, -7, 7, 0};
+    const Tpx16s want16[] = {32767, -32768, 32767, 0};
+    Tpx16s out16[4] = {};
+    EXPECT_EQ(tpxiDiv_16s_C1RSfs(d16, 8, n16, 8, out16, 8, {4, 1}, 0), tpxStsDivByZero);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(out16[i], want16[i]) << i;
+
+    // One zero divisor in the first row: every later row is still written.
+    Image<Tpx16s> divisor(19, 5, 41), dividend(19, 5), dst(19, 5, 45);
+    divisor.fillRandom(9, 1, 300);
+    dividend.fillRandom(10, -30000, 30000);
+    divisor.set(3, 0, 0);
+    EXPECT_EQ(tpxiDiv_16s_C1RSfs(divisor.ptr(), divisor.step(), dividend.ptr(), dividend.step(),
+                                 dst.ptr(), dst.step(), dst.size(), 1),
+              tpxStsDivByZero);
+    for (int y = 0; y < 5; ++y)
+      for (int x = 0; x < 19; ++x)
+        EXPECT_EQ(dst.get(x, y), referenceDivide<Tpx16s>(dividend.get(x, y), divisor.get(x, y), 1));
+    // In place: srcDst / src.
+    Image<Tpx8u> a(3, 1), b(3, 1);
+    a.fill([](int x, int) { return Tpx8u(2 + x); });  // 2, 3, 4
+    b.fill([](int, int) { return Tpx8u(9); });
+    EXPECT_EQ(tpxiDiv_8u_C1IRSfs(a.ptr(), a.step(), b.ptr(), b.step(), b.size(), 0), tpxStsNoErr);
+    EXPECT_EQ(b.get(0, 0), 4);  // 4.5 to even
+    EXPECT_EQ(b.get(1, 0), 3);
+    EXPECT_EQ(b.get(2, 0), 2);  // 2.25
+  });
+}
+
+// ----- Check order ---------------------------------------------------------------------
+
+TEST(ScaledChecks, OrderForEveryExport) {
+  std::vector<uint8_t> buf(4096, 1);
+  Tpx8u* p8 = buf.data() + 1024;
+  Tpx16s* p16 = reinterpret_cast<Tpx16s*>(buf.data() + 2048);
+  // Divisors come from memory no call writes, so no division meets a zero.
+  const std::vector<uint8_t> ones(4096, 1);
+  const Tpx8u* one8 = ones.data() + 1024;
+  const Tpx16s* one16 = reinterpret_cast<const Tpx16s*>(ones.data() + 2048);
+  struct Row {
+    const char* what;
+    bool null;
+    TpxiSize roi;
+    int step;
+    TpxStatus plain, div;
+  };
+  const Row kRows[] = {
+      {"null, width 0", true, {0, 1}, 16, tpxStsNullPtrErr, tpxStsNullPtrErr},
+      {"width 0, step 0", false, {0, 1}, 0, tpxStsSizeErr, tpxStsSizeErr},
+      {"height -1", false, {3, -1}, 16, tpxStsSizeErr, tpxStsSizeErr},
+      {"step 0", false, {3, 2}, 0, tpxStsNoErr, tpxStsStepErr},
+      {"step -16", false, {3, 2}, -16, tpxStsNoErr, tpxStsStepErr},
+      {"fine", false, {3, 2}, 16, tpxStsNoErr, tpxStsNoErr},
+  };
+  forEachVariant([&](int) {
+    for (const Row& r : kRows) {
+      SCOPED_TRACE(r.what);
+      Tpx8u* n8 = r.null ? nullptr : p8;
+      Tpx16s* n16 = r.null ? nullptr : p16;
+      const int s = r.step, s16 = 2 * r.step;
+      const TpxiSize z = r.roi;
+      const TpxStatus plain[] = {
+          tpxiAdd_8u_C1RSfs(p8, s, p8, s, n8, s, z, 1),
+          tpxiAdd_16s_C1RSfs(n16, s16, p16, s16, p16, s16, z, 1),
+          tpxiAdd_8u_C1IRSfs(n8, s, p8, s, z, 1),
+          tpxiAdd_16s_C1IRSfs(p16, s16, n16, s16, z, 1),
+          tpxiSub_8u_C1RSfs(p8, s, n8, s, p8, s, z, 1),
+          tpxiSub_16s_C1RSfs(p16, s16, n16, s16, p16, s16, z, 1),
+          tpxiMul_8u_C1IRSfs(p8, s, n8, s, z, 1),
+          tpxiMul_16s_C1IRSfs(n16, s16, p16, s16, z, 1),
+          tpxiAddC_8u_C1IRSfs(3, n8, s, z, 1),
+          tpxiAddC_16s_C1IRSfs(3, n16, s16, z, 1),
+          tpxiSubC_16s_C1IRSfs(3, n16, s16, z, 1),
+          tpxiMulC_8u_C1RSfs(n8, s, 3, p8, s, z, 1),
+          tpxiMulC_16s_C1RSfs(p16, s16, 3, n16, s16, z, 1),
+          tpxiMulC_8u_C1IRSfs(3, n8, s, z, 1),
+          tpxiMulC_16s_C1IRSfs(3, n16, s16, z, 1),
+      };
+      for (TpxStatus st : plain) EXPECT_EQ(st, r.plain);
+      EXPECT_EQ(tpxiDiv_8u_C1RSfs(one8, s, n8, s, p8, s, z, 0), r.div);
+      EXPECT_EQ(tpxiDiv_16s_C1RSfs(r.null ? nullptr : one16, s16, p16, s16, p16, s16, z, 0), r.div);
+      EXPECT_EQ(tpxiDiv_8u_C1IRSfs(one8, s, n8, s, z, 0), r.div);
+      EXPECT_EQ(tpxiDiv_16s_C1IRSfs(one16, s16, n16, s16, z, 0), r.div);
+    }
+  });
+}
+
+TEST(ScaledChecks, ErrorsWriteNothing) {
+  forEachVariant([&](int) {
+    Image<Tpx16s> a(9, 4), d(9, 4);
+    a.fillRandom(1, -5, 5);
+    d.fillRandom(2, -5, 5);
+    const std::vector<uint8_t> before = d.bytes();
+    EXPECT_EQ(tpxiDiv_16s_C1IRSfs(a.ptr(), 0, d.ptr(), d.step(), d.size(), 0), tpxStsStepErr);
+    EXPECT_EQ(tpxiAdd_16s_C1IRSfs(nullptr, a.step(), d.ptr(), d.step(), d.size(), 0),
+              tpxStsNullPtrErr);
+    EXPECT_EQ(tpxiMulC_16s_C1IRSfs(7, d.ptr(), d.step(), {9, 0}, 0), tpxStsSizeErr);
+    EXPECT_EQ(d.bytes(), before);
+  });
+}
+
+// ----- Every variant identical to generic on awkward shapes ---------------------------
+
+template <typename T>
+void variantsOnShapes(const std::vector<int>& scaleFactors) {
+  uint32_t seed = 100;
+  for (const OpCase<T>& op : opCases<T>()) {
+    SCOPED_TRACE(op.name);
+    for (const tpxtest::Shape& shape : tpxtest::awkwardShapes()) {
+      Image<T> a(shape.width, shape.height, shape.width * int(sizeof(T)) + shape.padBytes);
+      Image<T> b(shape.width, shape.height, shape.width * int(sizeof(T)) + shape.padBytes + 2);
+      a.fillRandom(seed++, std::numeric_limits<T>::min(), std::numeric_limits<T>::max());
+      b.fillRandom(seed++, std::numeric_limits<T>::min(), std::numeric_limits<T>::max());
+      for (int sf : scaleFactors) {
+        expectVariantsMatchGeneric([&] {
+          OpRun<T> run = runCase(op, a, b, sf, shape.padBytes == 0 ? 0 : 7);
+          EXPECT_TRUE(run.dst.guardsIntact());
+          Outcome o;
+          o.status = run.status;
+          return o.add(run.dst.bytes());
+        });
+      }
+    }
+  }
+}
+
+TEST(ScaledVariants, AgreeWithGenericOnAwkwardShapes) {
+  variantsOnShapes<Tpx8u>({-9, -3, 0, 1, 2, 5, 9, 17});
+  variantsOnShapes<Tpx16s>({-16, -14, -2, 0, 1, 3, 15, 29, 31});
+}
+
+TEST(ScaledVariants, DivisionAgreesWithGenericOnAwkwardShapes) {
+  uint32_t seed = 500;
+  for (const tpxtest::Shape& shape : tpxtest::awkwardShapes()) {
+    Image<Tpx8u> a8(shape.width, shape.height, shape.width + shape.padBytes);
+    Image<Tpx16s> a16(shape.width, shape.height, 2 * shape.width + shape.padBytes);
+    a8.fillRandom(seed++, 0, 255);
+    a16.fillRandom(seed++, -40, 40);  // many zero divisors and small quotients
+    for (int sf : {-17, -3, 0, 2, 9}) {
+      expectVariantsMatchGeneric([&] {
+        Image<Tpx8u> d(shape.width, shape.height, shape.width + 1);
+        d.fillRandom(seed, 0, 255);
+        Outcome o;
+        o.status = tpxiDiv_8u_C1IRSfs(a8.ptr(), a8.step(), d.ptr(), d.step(), d.size(), sf);
+        return o.add(d.bytes());
+      });
+      expectVariantsMatchGeneric([&] {
+        Image<Tpx16s> d(shape.width, shape.height, 2 * shape.width + 3);
+        d.fillRandom(seed, -32768, 32767);
+        Outcome o;
+        o.status = tpxiDiv_16s_C1IRSfs(a16.ptr(), a16.step(), d.ptr(), d.step(), d.size(), sf);
+        return o.add(d.bytes());
+      });
+    }
+  }
+}
+
+}  // namespace
