@@ -15,10 +15,11 @@
 // lower bound every nonzero R saturates, which is the shift-up path with a
 // shift of 16. The path is chosen once per call.
 //
-// The SSE2 kernels (serving indices 2 to 4) widen each block to 32-bit
-// lanes, apply the same integer formula and saturate while packing; with a
-// scale factor of 0 the saturating 8- and 16-bit instructions give the same
-// results directly. Indices 0 and 1 run the generic code.
+// The SSE2 kernels (serving indices 2 to 4) apply the same integer formula
+// to 16-bit lanes for 8u images and to 32-bit lanes for 16s images, and
+// saturate while packing; with a scale factor of 0 the saturating 8- and
+// 16-bit instructions give the same results directly. Indices 0 and 1 run
+// the generic code.
 #include "core/image.h"
 
 #if TPX_VARIANT == 0 || TPX_VARIANT == 2
@@ -200,6 +201,55 @@ inline __m128i saturating(__m128i x, __m128i y) {
   }
 }
 
+// 8-bit images fit the rule into 16-bit lanes, twice as many per
+// instruction: sums are at most 510 and products 65025 (as unsigned).
+template <class Op>
+inline void exactU16(__m128i x, __m128i y, __m128i* r) {
+  if constexpr (std::is_same_v<Op, Add>) {
+    r[0] = _mm_add_epi16(lo8(x), lo8(y));
+    r[1] = _mm_add_epi16(hi8(x), hi8(y));
+  } else if constexpr (std::is_same_v<Op, Sub>) {
+    const __m128i d = _mm_subs_epu8(x, y);
+    r[0] = lo8(d);
+    r[1] = hi8(d);
+  } else {
+    r[0] = _mm_mullo_epi16(lo8(x), lo8(y));
+    r[1] = _mm_mullo_epi16(hi8(x), hi8(y));
+  }
+}
+
+// The scale on unsigned 16-bit R, for shifts the lanes can hold:
+//  - rounding down by s <= 15, split so nothing overflows: with q = R >> s,
+//    (R + bias + (q & 1)) >> s = q + (((R mod 2^s) + bias + (q & 1)) >> s),
+//    whose second term is 0 or 1;
+//  - shifting up by k <= 7 after clamping R to 255 (which saturates the same);
+//  - the sign short-cut, 255 for any R != 0.
+template <Path P>
+struct VectorScaleU16 {
+  explicit VectorScaleU16(const Scale& s)
+      : count(_mm_cvtsi32_si128(s.shift)),
+        bias(_mm_set1_epi16(static_cast<short>(s.bias))),
+        mask(_mm_set1_epi16(static_cast<short>((1 << (s.shift & 15)) - 1))),
+        one(_mm_set1_epi16(1)),
+        k255(_mm_set1_epi16(255)),
+        sign(s.shift == kSignShift) {}
+  static bool fits(const Scale& s) { return P != Path::kRoundDown || s.shift <= 15; }
+  __m128i operator()(__m128i r) const {
+    if constexpr (P == Path::kRoundDown) {
+      const __m128i q = _mm_srl_epi16(r, count);
+      const __m128i low = _mm_add_epi16(_mm_and_si128(r, mask), _mm_and_si128(q, one));
+      return _mm_add_epi16(q, _mm_srl_epi16(_mm_add_epi16(low, bias), count));
+    } else if constexpr (P == Path::kShiftUp) {
+      if (sign) return _mm_andnot_si128(_mm_cmpeq_epi16(r, _mm_setzero_si128()), k255);
+      return _mm_sll_epi16(_mm_sub_epi16(r, _mm_subs_epu16(r, k255)), count);
+    } else {
+      return _mm_sub_epi16(r, _mm_subs_epu16(r, k255));  // min(R, 255)
+    }
+  }
+  __m128i count, bias, mask, one, k255;
+  bool sign;
+};
+
 #endif  // TPX_ISA >= TPX_ISA_SSE2
 
 // ----- Rows and images -----------------------------------------------------------
@@ -235,6 +285,13 @@ void scaleRow(const T* x, const Y& y, T* d, std::size_t n, const Scale& s) {
   constexpr std::size_t kBlock = 16 / sizeof(T);
   if constexpr (P == Path::kExact && kHasSaturatingForm<Op, T>) {
     for (; i + kBlock <= n; i += kBlock) storeu(d + i, saturating<Op, T>(loadu(x + i), y.vec(i)));
+  } else if (std::is_same_v<T, Tpx8u> && VectorScaleU16<P>::fits(s)) {
+    const VectorScaleU16<P> vs(s);
+    for (; i + kBlock <= n; i += kBlock) {
+      __m128i r[2];
+      exactU16<Op>(loadu(x + i), y.vec(i), r);
+      storeu(d + i, _mm_packus_epi16(vs(r[0]), vs(r[1])));
+    }
   } else {
     const VectorScale<P> vs(s);
     for (; i + kBlock <= n; i += kBlock) {

@@ -1,8 +1,5 @@
 // Copy, Set and conversions beside OpenCV's copyTo, setTo and convertTo, on a
 // full-HD image and on a 64x64 region of one (rows not contiguous).
-#include <random>
-#include <vector>
-
 #include "bench/bench.h"
 
 #ifdef TPX_HAVE_OPENCV
@@ -11,52 +8,10 @@
 
 namespace {
 
-struct Region {
-  const char* name;
-  int width, height;
-};
-const Region kRegions[] = {{"1920x1080", 1920, 1080}, {"64x64", 64, 64}};
-constexpr int kFullWidth = 1920, kFullHeight = 1080;
-
-// A full-HD image of T from the library's allocator, filled at random in
-// [lo, hi]; region() is its top-left corner of the requested size.
-template <typename T>
-struct Plane {
-  Plane(double lo, double hi) {
-    data = static_cast<T*>(tpxMallocFor(kFullWidth, kFullHeight, &step));
-    std::mt19937 rng(42);
-    std::uniform_real_distribution<double> d(lo, hi);
-    for (int y = 0; y < kFullHeight; ++y) {
-      T* row = reinterpret_cast<T*>(reinterpret_cast<char*>(data) + size_t(y) * step);
-      for (int x = 0; x < kFullWidth; ++x) row[x] = static_cast<T>(d(rng));
-    }
-  }
-  ~Plane() { tpxiFree(data); }
-  Plane(const Plane&) = delete;
-  Plane& operator=(const Plane&) = delete;
-
-  static void* tpxMallocFor(int w, int h, int* step) {
-    if constexpr (sizeof(T) == 1) return tpxiMalloc_8u_C1(w, h, step);
-    if constexpr (sizeof(T) == 2) return tpxiMalloc_16s_C1(w, h, step);
-    return tpxiMalloc_32f_C1(w, h, step);
-  }
-#ifdef TPX_HAVE_OPENCV
-  cv::Mat mat(const Region& r) const { return cv::Mat(r.height, r.width, cvType(), data, step); }
-  static int cvType() {
-    if constexpr (std::is_same_v<T, Tpx8u>) return CV_8UC1;
-    if constexpr (std::is_same_v<T, Tpx16s>) return CV_16SC1;
-    if constexpr (std::is_same_v<T, Tpx32s>) return CV_32SC1;
-    return CV_32FC1;
-  }
-#endif
-  T* data;
-  int step;
-};
-
-void setBytes(benchmark::State& state, const Region& r, size_t bytesPerPixel) {
-  state.SetBytesProcessed(int64_t(state.iterations()) * r.width * r.height *
-                          int64_t(bytesPerPixel));
-}
+using tpxbench::kRegions;
+using tpxbench::Plane;
+using tpxbench::Region;
+using tpxbench::setBytes;
 
 // Source-to-destination operations: tpx call and OpenCV call on the same data.
 template <typename S, typename D, typename TpxCall, typename CvCall>
