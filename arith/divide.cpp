@@ -13,8 +13,10 @@
 // report tpxStsDivByZero; the call returns the first nonzero row status
 // after every row has been written.
 //
-// The SSE2 kernel (indices 2 to 4) performs the same double operations two
-// lanes at a time, so the quotients and their rounding are bit-identical.
+// The SSE2 kernels (indices 2 to 4) perform the same double operations two
+// lanes at a time for 16s; for 8u, single precision four lanes at a time
+// provably rounds to the same integers (see VectorDivide8u). Either way the
+// results are bit-identical to the generic code.
 #include "core/image.h"
 
 #if TPX_VARIANT == 0 || TPX_VARIANT == 2
@@ -92,31 +94,30 @@ TpxStatus divideTail(const T* divisor, const T* dividend, T* dst, std::size_t i,
 inline __m128i loadu(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
 inline void storeu(void* p, __m128i v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
 
-// Four 32-bit quotients rounded by the rule: t = (q + offset) + 0.5,
-// truncated, an odd r equal to t stepped down. The offset (0 for 8u, 32768
-// for 16s) is left in the result.
-struct VectorDivide {
-  VectorDivide(const Plan& plan, double offset, bool saturateFirst)
+// Four 16-bit quotients by the double rule: t = (q + 32768) + 0.5,
+// truncated, an odd r equal to t stepped down; returns r (still offset by
+// 32768).
+struct VectorDivide16s {
+  explicit VectorDivide16s(const Plan& plan)
       : power(_mm_set1_pd(plan.power)),
-        offset(_mm_set1_pd(offset)),
+        offset(_mm_set1_pd(32768.0)),
         half(_mm_set1_pd(0.5)),
         lo(_mm_set1_pd(-32768.0)),
         hi(_mm_set1_pd(32767.0)),
         one(_mm_set1_epi32(1)),
-        saturateFirst(saturateFirst) {}
+        saturateFirst(plan.saturateFirst) {}
 
-  __m128d quotient(__m128i n2, __m128i d2) const {
+  __m128d rounded(__m128i n2, __m128i d2) const {
     __m128d q = _mm_div_pd(_mm_mul_pd(_mm_cvtepi32_pd(n2), power), _mm_cvtepi32_pd(d2));
-    // max/min with the bound second: the bound wins only beyond it; q is
-    // never NaN here (zero divisors were replaced).
+    // Clamping to the bounds rounds to the bounds, as saturating first does.
     if (saturateFirst) q = _mm_min_pd(_mm_max_pd(q, lo), hi);
     return _mm_add_pd(_mm_add_pd(q, offset), half);
   }
 
   // n4, d4: four 32-bit dividends and (nonzero) divisors.
   __m128i operator()(__m128i n4, __m128i d4) const {
-    const __m128d t0 = quotient(n4, d4);
-    const __m128d t1 = quotient(_mm_shuffle_epi32(n4, 0x0e), _mm_shuffle_epi32(d4, 0x0e));
+    const __m128d t0 = rounded(n4, d4);
+    const __m128d t1 = rounded(_mm_shuffle_epi32(n4, 0x0e), _mm_shuffle_epi32(d4, 0x0e));
     const __m128i r0 = _mm_cvttpd_epi32(t0);
     const __m128i r1 = _mm_cvttpd_epi32(t1);
     const __m128i e0 = _mm_castpd_si128(_mm_cmpeq_pd(_mm_cvtepi32_pd(r0), t0));
@@ -133,13 +134,39 @@ struct VectorDivide {
   bool saturateFirst;
 };
 
+// Four 8-bit quotients. Single precision gives exactly the double rule's
+// results here, at twice the lanes: n x 2^-sf is exact, and the float
+// quotient q is within q x 2^-24 of the true one. A true quotient exactly
+// half-way between integers is representable and comes out exact. Any other
+// lies at least 1/(2d) from a half-way point when the scale factor is 0 or
+// less, and at least 1/(2d x 2^sf) when it is positive, while the error is
+// below 256 x 2^-24 in the first case (quotients of 256 or more saturate to
+// 255 whatever their rounding) and below 255/(d x 2^sf) x 2^-24 in the
+// second: q always rounds to the true quotient's integer. Below 256, q + 0.5
+// is exact.
+struct VectorDivide8u {
+  explicit VectorDivide8u(const Plan& plan)
+      : power(_mm_set1_ps(static_cast<float>(plan.power))),
+        half(_mm_set1_ps(0.5f)),
+        one(_mm_set1_epi32(1)) {}
+
+  __m128i operator()(__m128i n4, __m128i d4) const {
+    const __m128 q = _mm_div_ps(_mm_mul_ps(_mm_cvtepi32_ps(n4), power), _mm_cvtepi32_ps(d4));
+    const __m128 t = _mm_add_ps(q, half);
+    const __m128i r = _mm_cvttps_epi32(t);
+    const __m128i exact = _mm_castps_si128(_mm_cmpeq_ps(_mm_cvtepi32_ps(r), t));
+    return _mm_sub_epi32(r, _mm_and_si128(exact, _mm_and_si128(r, one)));
+  }
+
+  __m128 power, half;
+  __m128i one;
+};
+
 // 16 pixels of 8u.
 TpxStatus divideRow(const Tpx8u* divisor, const Tpx8u* dividend, Tpx8u* dst, std::size_t n,
                     const Plan& plan) {
   const __m128i zero = _mm_setzero_si128();
-  // An 8-bit quotient needs no saturation before rounding: r saturates in
-  // the packs below.
-  const VectorDivide divide(plan, 0.0, false);
+  const VectorDivide8u divide(plan);
   int zeroSeen = 0;
   std::size_t i = 0;
   for (; i + 16 <= n; i += 16) {
@@ -181,7 +208,7 @@ TpxStatus divideRow(const Tpx16s* divisor, const Tpx16s* dividend, Tpx16s* dst, 
                     const Plan& plan) {
   const __m128i zero = _mm_setzero_si128();
   const __m128i bias = _mm_set1_epi32(32768);
-  const VectorDivide divide(plan, 32768.0, plan.saturateFirst);
+  const VectorDivide16s divide(plan);
   int zeroSeen = 0;
   std::size_t i = 0;
   for (; i + 8 <= n; i += 8) {
