@@ -40,16 +40,16 @@ void registerBinary(const std::string& op, double lo, double hi, TpxCall tpxCall
 }
 
 // Sub and Div take the first operand as subtrahend and divisor.
-#define TPX_BINARY(fn, sf)                                                              \
-  [](const auto* a, int as, const auto* b, int bs, auto* d, int ds, TpxiSize roi) {      \
-    fn(a, as, b, bs, d, ds, roi, sf);                                                    \
+#define TPX_BINARY(fn, sf)                                                          \
+  [](const auto* a, int as, const auto* b, int bs, auto* d, int ds, TpxiSize roi) { \
+    fn(a, as, b, bs, d, ds, roi, sf);                                               \
   }
 // The in-place multiply runs on a copy kept in the destination: d = b, d *= a.
-#define TPX_MUL_INPLACE(fn, sf)                                                          \
-  [](const auto* a, int as, const auto* b, int bs, auto* d, int ds, TpxiSize roi) {      \
-    (void)b;                                                                             \
-    (void)bs;                                                                            \
-    fn(a, as, d, ds, roi, sf);                                                           \
+#define TPX_MUL_INPLACE(fn, sf)                                                     \
+  [](const auto* a, int as, const auto* b, int bs, auto* d, int ds, TpxiSize roi) { \
+    (void)b;                                                                        \
+    (void)bs;                                                                       \
+    fn(a, as, d, ds, roi, sf);                                                      \
   }
 
 #ifdef TPX_HAVE_OPENCV

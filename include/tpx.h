@@ -312,6 +312,50 @@ TPX_API TpxStatus tpxiMulC_8u_C1IRSfs(Tpx8u value, Tpx8u* pSrcDst, int srcDstSte
 TPX_API TpxStatus tpxiMulC_16s_C1IRSfs(Tpx16s value, Tpx16s* pSrcDst, int srcDstStep,
                                        TpxiSize roiSize, int scaleFactor);
 
+/* ---------------------------------------------------------------------------
+ * Signal vectors
+ *
+ * A vector is a pointer and a length len in elements. Checks: null pointer
+ * (-8), then len below 1 (-6). Subtraction takes the second operand minus
+ * the first (the in-place operand minus the source).
+ * ------------------------------------------------------------------------- */
+
+TPX_API TpxStatus tpxsAdd_16s(const Tpx16s* pSrc1, const Tpx16s* pSrc2, Tpx16s* pDst, int len);
+TPX_API TpxStatus tpxsAdd_16s_I(const Tpx16s* pSrc, Tpx16s* pSrcDst, int len);
+/* The scaled rule of the image operations; scaleFactor above 16 zeroes,
+ * 16 still rounds, -16 and below saturate by sign. */
+TPX_API TpxStatus tpxsAdd_16s_ISfs(const Tpx16s* pSrc, Tpx16s* pSrcDst, int len, int scaleFactor);
+/* pDst = pSrc2 - pSrc1 */
+TPX_API TpxStatus tpxsSub_16s(const Tpx16s* pSrc1, const Tpx16s* pSrc2, Tpx16s* pDst, int len);
+/* pSrcDst = pSrcDst - pSrc */
+TPX_API TpxStatus tpxsSub_16s_I(const Tpx16s* pSrc, Tpx16s* pSrcDst, int len);
+TPX_API TpxStatus tpxsSub_16s_ISfs(const Tpx16s* pSrc, Tpx16s* pSrcDst, int len, int scaleFactor);
+TPX_API TpxStatus tpxsAdd_32f_I(const Tpx32f* pSrc, Tpx32f* pSrcDst, int len);
+/* val 0.0 writes nothing. */
+TPX_API TpxStatus tpxsAddC_32f_I(Tpx32f val, Tpx32f* pSrcDst, int len);
+/* Arithmetic right shift by val: val 0 copies (with the copy's checks only),
+ * a negative val is tpxStsShiftErr (-32), above 15 leaves the sign fill. */
+TPX_API TpxStatus tpxsRShiftC_16s(const Tpx16s* pSrc, int val, Tpx16s* pDst, int len);
+TPX_API TpxStatus tpxsRShiftC_16s_I(int val, Tpx16s* pSrcDst, int len);
+/* Keeps samples phase, phase + factor, ...; *pDstLen gets their count and
+ * *pPhase where the next block continues the grid. Checks: null (-8),
+ * srcLen (-6), factor below 1 (-31), phase outside 0..factor-1 (-30). */
+TPX_API TpxStatus tpxsSampleDown_16s(const Tpx16s* pSrc, int srcLen, Tpx16s* pDst, int* pDstLen,
+                                     int factor, int* pPhase);
+/* Writes pSrc[k] at k * factor + phase and zeros elsewhere, factor * srcLen
+ * samples in all; *pPhase is not changed. Checks as tpxsSampleDown_16s. */
+TPX_API TpxStatus tpxsSampleUp_16s(const Tpx16s* pSrc, int srcLen, Tpx16s* pDst, int* pDstLen,
+                                   int factor, int* pPhase);
+/* In-place ascending sort (iterative quicksort; the order of equal keys such
+ * as -0 and +0 is deterministic). */
+TPX_API TpxStatus tpxsSortAscend_32f_I(Tpx32f* pSrcDst, int len);
+/* Re = magn * cos(phase), Im = magn * sin(phase), evaluated in double. */
+TPX_API TpxStatus tpxsPolarToCart_32f(const Tpx32f* pSrcMagn, const Tpx32f* pSrcPhase,
+                                      Tpx32f* pDstRe, Tpx32f* pDstIm, int len);
+TPX_API TpxStatus tpxsCopy_32f(const Tpx32f* pSrc, Tpx32f* pDst, int len);
+TPX_API TpxStatus tpxsSet_32s(Tpx32s val, Tpx32s* pDst, int len);
+TPX_API TpxStatus tpxsZero_32f(Tpx32f* pDst, int len);
+
 #ifdef __cplusplus
 }
 #endif

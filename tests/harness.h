@@ -67,8 +67,10 @@ struct Outcome {
     bytes.insert(bytes.end(), p, p + sizeof(T));
     return *this;
   }
-  Outcome& add(const std::vector<uint8_t>& more) {
-    bytes.insert(bytes.end(), more.begin(), more.end());
+  template <typename T>
+  Outcome& add(const std::vector<T>& values) {
+    const auto* p = reinterpret_cast<const uint8_t*>(values.data());
+    bytes.insert(bytes.end(), p, p + values.size() * sizeof(T));
     return *this;
   }
 };
