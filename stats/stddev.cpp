@@ -86,26 +86,41 @@ inline __m128i addWidened(__m128i acc, __m128i v) {
                        _mm_add_epi64(_mm_unpacklo_epi32(v, zero), _mm_unpackhi_epi32(v, zero)));
 }
 
-// 16 pixels add at most 16 x 255^2 = 1040400 to the 32-bit square lanes
-// (260100 each): 8192 of them stay below 2^31 before the lanes are widened.
+// 16 pixels add at most 4 x 255^2 = 260100 to each 32-bit square lane:
+// 8192 of them stay below 2^31 before the lanes are widened.
 constexpr int kSq8uFlush = 8192;
+
+inline __m128i squares8u(__m128i v) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i lo = _mm_unpacklo_epi8(v, zero);
+  const __m128i hi = _mm_unpackhi_epi8(v, zero);
+  return _mm_add_epi32(_mm_madd_epi16(lo, lo), _mm_madd_epi16(hi, hi));
+}
 
 inline void rowMoments8u(const Tpx8u* r, int width, uint32_t* sum, uint64_t* sumSq) {
   const __m128i zero = _mm_setzero_si128();
-  __m128i s = zero, s2 = zero;
+  __m128i s0 = zero, s1 = zero, s2 = zero;
   int x = 0;
   while (x + 16 <= width) {
-    __m128i sq = zero;
-    for (int n = 0; n < kSq8uFlush && x + 16 <= width; ++n, x += 16) {
-      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r + x));
-      s = _mm_add_epi64(s, _mm_sad_epu8(v, zero));
-      const __m128i lo = _mm_unpacklo_epi8(v, zero);
-      const __m128i hi = _mm_unpackhi_epi8(v, zero);
-      sq = _mm_add_epi32(sq, _mm_add_epi32(_mm_madd_epi16(lo, lo), _mm_madd_epi16(hi, hi)));
+    const int end = x + 16 * minInt((width - x) / 16, kSq8uFlush);
+    __m128i q0 = zero, q1 = zero;
+    for (; x + 32 <= end; x += 32) {
+      const __m128i v0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r + x));
+      const __m128i v1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r + x + 16));
+      s0 = _mm_add_epi64(s0, _mm_sad_epu8(v0, zero));
+      s1 = _mm_add_epi64(s1, _mm_sad_epu8(v1, zero));
+      q0 = _mm_add_epi32(q0, squares8u(v0));
+      q1 = _mm_add_epi32(q1, squares8u(v1));
     }
-    s2 = addWidened(s2, sq);
+    if (x < end) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r + x));
+      s0 = _mm_add_epi64(s0, _mm_sad_epu8(v, zero));
+      q0 = _mm_add_epi32(q0, squares8u(v));
+      x += 16;
+    }
+    s2 = addWidened(s2, _mm_add_epi32(q0, q1));
   }
-  uint32_t ts = static_cast<uint32_t>(quadsSum(s));
+  uint32_t ts = static_cast<uint32_t>(quadsSum(_mm_add_epi64(s0, s1)));
   uint64_t ts2 = quadsSum(s2);
   for (; x < width; ++x) {
     ts += r[x];
@@ -124,8 +139,9 @@ inline void rowMoments16u(const Tpx16u* r, int width, uint64_t* sum, uint64_t* s
   __m128i s = zero, s2 = zero;
   int x = 0;
   while (x + 8 <= width) {
+    const int end = x + 8 * minInt((width - x) / 8, kSum16uFlush);
     __m128i part = zero;
-    for (int n = 0; n < kSum16uFlush && x + 8 <= width; ++n, x += 8) {
+    for (; x < end; x += 8) {
       const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(r + x));
       part = _mm_add_epi32(part,
                            _mm_add_epi32(_mm_unpacklo_epi16(v, zero), _mm_unpackhi_epi16(v, zero)));
