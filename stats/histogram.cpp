@@ -17,6 +17,7 @@
 // correcting the guess, lands on the one bin the search would. Any other edge
 // set takes the scalar rule.
 #include <cstdint>
+#include <cstring>
 
 #include "core/image.h"
 #include "core/variant.h"
@@ -152,9 +153,10 @@ inline uint32_t countRow(const Tpx32f* r, int width, Tpx32f lowerBound, Tpx32f u
 
 #if TPX_ISA >= TPX_ISA_SSE2 && TPX_STATS_INT_COPY
 
-// Few edges: four pixels at a time, the bin of an in-range pixel is the
-// number of inner edges at or below it. Counts go to per-lane tables so that
-// neighbouring pixels of one bin do not wait on each other's increments.
+// Few unevenly spaced edges: four pixels at a time, the bin of an in-range
+// pixel is the number of inner edges at or below it. Counts go to per-lane
+// tables so that neighbouring pixels of one bin do not wait on each other's
+// increments.
 void histogramFewEdges(const Tpx32f* pSrc, int srcStep, TpxiSize size, int* pHist,
                        const Tpx32f* pLevels, int nLevels) {
   uint32_t counts[4][kLinearLevels] = {};
@@ -190,10 +192,10 @@ void histogramFewEdges(const Tpx32f* pSrc, int srcStep, TpxiSize size, int* pHis
   }
 }
 
-// Many edges: the bin is guessed from the mean edge spacing and corrected by
-// comparing with the edges around it; a guess more than one bin off falls
-// back to a binary search on the side it missed. Evenly spaced edges, the
-// common case, need no correction at all.
+// Evenly spaced edges (and any number of edges above 30): the bin is guessed
+// from the mean edge spacing and checked against the edges around it; a
+// guess that misses by one is corrected, one further off falls back to a
+// binary search on the side it missed.
 inline int binFromGuess(Tpx32f v, int guess, const Tpx32f* pLevels, int nLevels) {
   if (v < pLevels[guess]) {
     if (guess > 0 && v >= pLevels[guess - 1]) return guess - 1;
@@ -204,16 +206,41 @@ inline int binFromGuess(Tpx32f v, int guess, const Tpx32f* pLevels, int nLevels)
   return guess + 1 + binBinary(v, pLevels + guess + 1, nLevels - guess - 1);
 }
 
-void histogramManyEdges(const Tpx32f* pSrc, int srcStep, TpxiSize size, int* pHist,
-                        const Tpx32f* pLevels, int nLevels) {
+// {pLevels[k], pLevels[k + 1]} in the low lanes: the two edges of bin k,
+// adjacent in memory, in one load.
+// The guess for a pixel, from the mean edge spacing.
+inline float binScale(const Tpx32f* pLevels, int nLevels) {
+  return static_cast<float>(nLevels - 1) / (pLevels[nLevels - 1] - pLevels[0]);
+}
+
+// True when every edge sits within a bin of where even spacing would put
+// it, so that guesses mostly hit. Few uneven edges are better counted.
+inline bool nearlyEven(const Tpx32f* pLevels, int nLevels) {
+  const float scale = binScale(pLevels, nLevels);
+  for (int k = 1; k + 1 < nLevels; ++k) {
+    const float t = (pLevels[k] - pLevels[0]) * scale;
+    if (!(t >= float(k - 1) && t <= float(k + 1))) return false;
+  }
+  return true;
+}
+
+inline __m128 binEdges(const Tpx32f* pLevels, int k) {
+  double both;
+  std::memcpy(&both, pLevels + k, sizeof(both));
+  return _mm_castpd_ps(_mm_set_sd(both));
+}
+
+void histogramGuessed(const Tpx32f* pSrc, int srcStep, TpxiSize size, int* pHist,
+                      const Tpx32f* pLevels, int nLevels) {
   const Tpx32f e0 = pLevels[0];
   const Tpx32f eLast = pLevels[nLevels - 1];
+  const int topBin = nLevels - 2;
   // (nLevels - 1) / (eLast - e0) in float may overflow to infinity for edges
   // very close together; the guesses then clamp and the correction searches.
-  const __m128 scale = _mm_set1_ps(static_cast<float>(nLevels - 1) / (eLast - e0));
+  const __m128 scale = _mm_set1_ps(binScale(pLevels, nLevels));
   const __m128 first = _mm_set1_ps(e0);
   const __m128 last = _mm_set1_ps(eLast);
-  const __m128 top = _mm_set1_ps(static_cast<float>(nLevels - 2));
+  const __m128 top = _mm_set1_ps(static_cast<float>(topBin));
   for (int y = 0; y < size.height; ++y) {
     const Tpx32f* r = row(pSrc, srcStep, y);
     int x = 0;
@@ -222,19 +249,32 @@ void histogramManyEdges(const Tpx32f* pSrc, int srcStep, TpxiSize size, int* pHi
       const int in = _mm_movemask_ps(_mm_and_ps(_mm_cmpge_ps(v, first), _mm_cmplt_ps(v, last)));
       if (in == 0) continue;
       // Clamped in float before converting, so no lane can overflow (a NaN
-      // product clamps to 0 through maxps's operand order).
+      // product clamps to 0 through maxps's operand order); float(topBin)
+      // may round up for huge edge counts, hence the integer clamp too.
       const __m128 t = _mm_mul_ps(_mm_sub_ps(v, first), scale);
-      const __m128i guess = _mm_cvttps_epi32(_mm_min_ps(_mm_max_ps(t, _mm_setzero_ps()), top));
-      alignas(16) int32_t guesses[4];
-      alignas(16) Tpx32f values[4];
-      _mm_store_si128(reinterpret_cast<__m128i*>(guesses), guess);
-      _mm_store_ps(values, v);
+      alignas(16) int32_t guess[4];
+      _mm_store_si128(reinterpret_cast<__m128i*>(guess),
+                      _mm_cvttps_epi32(_mm_min_ps(_mm_max_ps(t, _mm_setzero_ps()), top)));
+      const int g0 = minInt(guess[0], topBin), g1 = minInt(guess[1], topBin);
+      const int g2 = minInt(guess[2], topBin), g3 = minInt(guess[3], topBin);
+      // Check all four guesses at once against their bins' edges.
+      const __m128 a = _mm_unpacklo_ps(binEdges(pLevels, g0), binEdges(pLevels, g1));
+      const __m128 b = _mm_unpacklo_ps(binEdges(pLevels, g2), binEdges(pLevels, g3));
+      const __m128 lower = _mm_movelh_ps(a, b);
+      const __m128 upper = _mm_movehl_ps(b, a);
+      const int hit = _mm_movemask_ps(_mm_and_ps(_mm_cmpge_ps(v, lower), _mm_cmplt_ps(v, upper)));
+      if (in == 0xF && hit == 0xF) {
+        ++pHist[g0];
+        ++pHist[g1];
+        ++pHist[g2];
+        ++pHist[g3];
+        continue;
+      }
+      const int g[4] = {g0, g1, g2, g3};
       for (int lane = 0; lane < 4; ++lane) {
-        if (in & (1 << lane)) {
-          // float(nLevels - 2) may round up for huge edge counts.
-          const int g = minInt(guesses[lane], nLevels - 2);
-          ++pHist[binFromGuess(values[lane], g, pLevels, nLevels)];
-        }
+        if (!(in & (1 << lane))) continue;
+        ++pHist[(hit & (1 << lane)) ? g[lane]
+                                    : binFromGuess(load(r + x + lane), g[lane], pLevels, nLevels)];
       }
     }
     for (; x < size.width; ++x) {
@@ -257,10 +297,10 @@ void histogram(const Tpx32f* pSrc, int srcStep, TpxiSize size, int* pHist, const
   bool anyNan = false;
   for (int i = 0; i < nLevels; ++i) anyNan |= pLevels[i] != pLevels[i];
   if (!anyNan) {
-    if (nLevels <= kLinearLevels) {
+    if (nLevels <= kLinearLevels && !nearlyEven(pLevels, nLevels)) {
       return histogramFewEdges(pSrc, srcStep, size, pHist, pLevels, nLevels);
     }
-    return histogramManyEdges(pSrc, srcStep, size, pHist, pLevels, nLevels);
+    return histogramGuessed(pSrc, srcStep, size, pHist, pLevels, nLevels);
   }
 #endif
   if (nLevels <= kLinearLevels) {
