@@ -73,8 +73,15 @@ inline __m128i loadBytes(const void* p) { return _mm_loadu_si128(static_cast<con
 template <bool kMax>
 void scanRow(const Tpx8u* r, int width, int y, Extremum<Tpx8u>* e) {
   if (width < 16) return scanRowScalar<Tpx8u, kMax>(r, 0, width, y, e);
-  __m128i m = loadBytes(r);
-  for (int x = 16; x < width; x += 16) m = pick8u<kMax>(m, loadBytes(r + minInt(x, width - 16)));
+  __m128i m0 = loadBytes(r), m1 = m0;
+  int x = 16;
+  for (; x + 32 <= width; x += 32) {
+    m0 = pick8u<kMax>(m0, loadBytes(r + x));
+    m1 = pick8u<kMax>(m1, loadBytes(r + x + 16));
+  }
+  if (x + 16 <= width) m0 = pick8u<kMax>(m0, loadBytes(r + x));
+  if (width % 16 != 0) m1 = pick8u<kMax>(m1, loadBytes(r + width - 16));
+  __m128i m = pick8u<kMax>(m0, m1);
   m = pick8u<kMax>(m, _mm_srli_si128(m, 8));
   m = pick8u<kMax>(m, _mm_srli_si128(m, 4));
   m = pick8u<kMax>(m, _mm_srli_si128(m, 2));
@@ -95,8 +102,15 @@ void scanRow(const Tpx8u* r, int width, int y, Extremum<Tpx8u>* e) {
 template <bool kMax>
 void scanRow(const Tpx16s* r, int width, int y, Extremum<Tpx16s>* e) {
   if (width < 8) return scanRowScalar<Tpx16s, kMax>(r, 0, width, y, e);
-  __m128i m = loadBytes(r);
-  for (int x = 8; x < width; x += 8) m = pick16s<kMax>(m, loadBytes(r + minInt(x, width - 8)));
+  __m128i m0 = loadBytes(r), m1 = m0;
+  int x = 8;
+  for (; x + 16 <= width; x += 16) {
+    m0 = pick16s<kMax>(m0, loadBytes(r + x));
+    m1 = pick16s<kMax>(m1, loadBytes(r + x + 8));
+  }
+  if (x + 8 <= width) m0 = pick16s<kMax>(m0, loadBytes(r + x));
+  if (width % 8 != 0) m1 = pick16s<kMax>(m1, loadBytes(r + width - 8));
+  __m128i m = pick16s<kMax>(m0, m1);
   m = pick16s<kMax>(m, _mm_srli_si128(m, 8));
   m = pick16s<kMax>(m, _mm_srli_si128(m, 4));
   m = pick16s<kMax>(m, _mm_srli_si128(m, 2));
@@ -140,8 +154,14 @@ inline int firstEqual(const Tpx32f* r, int count, Tpx32f value) {
 void scanRowMax32f(const Tpx32f* r, int width, int y, Extremum<Tpx32f>* e) {
   const int body = width & ~3;
   if (body > 0) {
-    __m128 m = _mm_set1_ps(e->value);
-    for (int x = 0; x < body; x += 4) m = _mm_max_ps(_mm_loadu_ps(r + x), m);
+    __m128 m = _mm_set1_ps(e->value), m1 = m;
+    int x = 0;
+    for (; x + 8 <= body; x += 8) {
+      m = _mm_max_ps(_mm_loadu_ps(r + x), m);
+      m1 = _mm_max_ps(_mm_loadu_ps(r + x + 4), m1);
+    }
+    if (x < body) m = _mm_max_ps(_mm_loadu_ps(r + x), m);
+    m = _mm_max_ps(m, m1);
     m = _mm_max_ps(m, _mm_movehl_ps(m, m));
     m = _mm_max_ss(m, _mm_shuffle_ps(m, m, 1));
     const Tpx32f best = _mm_cvtss_f32(m);
@@ -156,13 +176,23 @@ void scanRowMin32f(const Tpx32f* r, int width, int y, Extremum<Tpx32f>* e) {
   const int body = width & ~3;
   int from = 0;
   if (body > 0 && e->value == e->value) {
-    __m128 m = _mm_set1_ps(e->value);
+    __m128 m = _mm_set1_ps(e->value), m1 = m;
     __m128 nan = _mm_setzero_ps();
-    for (int x = 0; x < body; x += 4) {
+    int x = 0;
+    for (; x + 8 <= body; x += 8) {
+      const __m128 v0 = _mm_loadu_ps(r + x);
+      const __m128 v1 = _mm_loadu_ps(r + x + 4);
+      // unord(v0, v1) is true where either lane is NaN: one test for both.
+      nan = _mm_or_ps(nan, _mm_cmpunord_ps(v0, v1));
+      m = _mm_min_ps(v0, m);
+      m1 = _mm_min_ps(v1, m1);
+    }
+    if (x < body) {
       const __m128 v = _mm_loadu_ps(r + x);
       nan = _mm_or_ps(nan, _mm_cmpunord_ps(v, v));
       m = _mm_min_ps(v, m);
     }
+    m = _mm_min_ps(m, m1);
     if (_mm_movemask_ps(nan) == 0) {
       m = _mm_min_ps(m, _mm_movehl_ps(m, m));
       m = _mm_min_ss(m, _mm_shuffle_ps(m, m, 1));
