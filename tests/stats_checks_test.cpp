@@ -123,17 +123,15 @@ const Export kIndx[] = {
                                   out<int>(o[2]));
      }},
 };
-const Export kCount = {"CountInRange_32f", 1,
-                       [](const void* s, int st, TpxiSize z, void* const* o) {
-                         return tpxiCountInRange_32f_C1R(as<Tpx32f>(s), st, z, out<int>(o[0]),
-                                                         0.0f, 1.0f);
-                       }};
+const Export kCount = {
+    "CountInRange_32f", 1, [](const void* s, int st, TpxiSize z, void* const* o) {
+      return tpxiCountInRange_32f_C1R(as<Tpx32f>(s), st, z, out<int>(o[0]), 0.0f, 1.0f);
+    }};
 // The levels pointer is treated as a second "output" so that it can be nulled.
-const Export kHist = {"HistogramRange_32f", 2,
-                      [](const void* s, int st, TpxiSize z, void* const* o) {
-                        return tpxiHistogramRange_32f_C1R(as<Tpx32f>(s), st, z, out<int>(o[0]),
-                                                          as<Tpx32f>(o[1]), 3);
-                      }};
+const Export kHist = {
+    "HistogramRange_32f", 2, [](const void* s, int st, TpxiSize z, void* const* o) {
+      return tpxiHistogramRange_32f_C1R(as<Tpx32f>(s), st, z, out<int>(o[0]), as<Tpx32f>(o[1]), 3);
+    }};
 
 struct Case {
   const char* what;
@@ -287,13 +285,11 @@ TEST(StatsChecks, MeanStdDevComparesStepWithRowLength) {
                         return tpxiMean_StdDev_8u_C1R(as<Tpx8u>(s), st, z, out<Tpx64f>(o[0]),
                                                       out<Tpx64f>(o[1]));
                       }};
-  const Export k16u = {"Mean_StdDev_16u", 2,
-                       [](const void* s, int st, TpxiSize z, void* const* o) {
+  const Export k16u = {"Mean_StdDev_16u", 2, [](const void* s, int st, TpxiSize z, void* const* o) {
                          return tpxiMean_StdDev_16u_C1R(as<Tpx16u>(s), st, z, out<Tpx64f>(o[0]),
                                                         out<Tpx64f>(o[1]));
                        }};
-  const Export k32f = {"Mean_StdDev_32f", 2,
-                       [](const void* s, int st, TpxiSize z, void* const* o) {
+  const Export k32f = {"Mean_StdDev_32f", 2, [](const void* s, int st, TpxiSize z, void* const* o) {
                          return tpxiMean_StdDev_32f_C1R(as<Tpx32f>(s), st, z, out<Tpx64f>(o[0]),
                                                         out<Tpx64f>(o[1]));
                        }};

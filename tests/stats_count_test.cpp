@@ -50,15 +50,14 @@ TEST(StatsCountInRange, MatchesTheDefinitionInEveryVariant) {
   struct Bounds {
     float lo, hi;
   };
-  const Bounds kBounds[] = {{-3.0f, 5.25f}, {0.0f, 0.0f},   {-0.0f, 0.0f},
-                            {-kInf, kInf},  {2.5f, 2.5f},   {-100.0f, -31.25f},
-                            {kInf, kInf},   {1e-30f, 1e30f}};
+  const Bounds kBounds[] = {{-3.0f, 5.25f}, {0.0f, 0.0f},       {-0.0f, 0.0f}, {-kInf, kInf},
+                            {2.5f, 2.5f},   {-100.0f, -31.25f}, {kInf, kInf},  {1e-30f, 1e30f}};
   uint32_t seed = 40;
   for (const Shape& s : tpxtest::awkwardShapes()) {
     const Image<Tpx32f> img = testImage(s, seed++, 4 * s.width + s.padBytes / 4 * 4);
     for (const Bounds& b : kBounds) {
-      SCOPED_TRACE(testing::Message() << s.width << "x" << s.height << " [" << b.lo << ", "
-                                      << b.hi << "]");
+      SCOPED_TRACE(testing::Message()
+                   << s.width << "x" << s.height << " [" << b.lo << ", " << b.hi << "]");
       const Outcome generic = expectVariantsMatchGeneric([&] {
         int n = -1;
         Outcome o;
@@ -87,10 +86,8 @@ TEST(StatsCountInRange, StepIsRoundedDownToWholeFloats) {
     int expected;
   };
   const Case kCases[] = {
-      {84, 51},
-      {85, 51},  // rounded down to 84
-      {87, 51},
-      {1, 6},  // rounded down to 0: the first row, with its one 1.0, six times
+      {84, 51}, {85, 51},  // rounded down to 84
+      {87, 51}, {1, 6},    // rounded down to 0: the first row, with its one 1.0, six times
       {3, 6},
   };
   forEachVariant([&](int) {

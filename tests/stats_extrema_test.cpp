@@ -120,7 +120,8 @@ TEST(StatsExtrema, EveryRowImproves) {
     s16.fill([&](int x, int y) { return Tpx16s((x * 7 % 11) * (y + 1) * 300 - y * 900); });
     expectBoth(s16);
     Image<Tpx32f> f32(width, 9, 4 * width + 1);
-    f32.fill([&](int x, int y) { return float(x % 5) * 0.25f + float(y) * (y % 2 ? 3.0f : -3.0f); });
+    f32.fill(
+        [&](int x, int y) { return float(x % 5) * 0.25f + float(y) * (y % 2 ? 3.0f : -3.0f); });
     expectBoth(f32);
   }
 }
@@ -221,8 +222,8 @@ TEST(StatsExtrema, TypeLimitsStopAtTheFirstOccurrence) {
         EXPECT_EQ(v8, lim8);
         EXPECT_EQ(x, c.x1);
         EXPECT_EQ(y, c.y1);
-        (max ? tpxiMaxIndx_16s_C1R : tpxiMinIndx_16s_C1R)(s16.ptr(), s16.step(), s16.size(),
-                                                          &v16, &x, &y);
+        (max ? tpxiMaxIndx_16s_C1R : tpxiMinIndx_16s_C1R)(s16.ptr(), s16.step(), s16.size(), &v16,
+                                                          &x, &y);
         EXPECT_EQ(v16, lim16);
         EXPECT_EQ(x, c.x1);
         EXPECT_EQ(y, c.y1);
@@ -255,13 +256,28 @@ TEST(StatsExtrema, NaNCasesForFloat) {
       {"max: +inf", 5, {{5, 3, inf}}, true, inf, 5, 3},
       {"max: -0 before +0 keeps -0", -3, {{0, 0, -0.0f}, {1, 0, 0.0f}}, true, -0.0f, 0, 0},
       {"min: pixel after a NaN takes over", 10, {{3, 1, nan}, {4, 1, 6.0f}}, false, 6.0f, 4, 1},
-      {"min: later smaller pixel still wins", 10, {{3, 1, nan}, {4, 1, 6.0f}, {2, 3, 1.0f}},
-       false, 1.0f, 2, 3},
+      {"min: later smaller pixel still wins",
+       10,
+       {{3, 1, nan}, {4, 1, 6.0f}, {2, 3, 1.0f}},
+       false,
+       1.0f,
+       2,
+       3},
       {"min: NaN last pixel stays", 10, {{2, 0, 1.0f}, {8, 3, nan}}, false, nan, 8, 3},
-      {"min: NaN first pixel replaced by the second", 10, {{0, 0, nan}, {1, 0, 7.0f}}, false,
-       7.0f, 1, 0},
-      {"min: NaN ends a row, next row's first takes over", 10, {{8, 1, nan}, {0, 2, 9.0f}}, false,
-       9.0f, 0, 2},
+      {"min: NaN first pixel replaced by the second",
+       10,
+       {{0, 0, nan}, {1, 0, 7.0f}},
+       false,
+       7.0f,
+       1,
+       0},
+      {"min: NaN ends a row, next row's first takes over",
+       10,
+       {{8, 1, nan}, {0, 2, 9.0f}},
+       false,
+       9.0f,
+       0,
+       2},
       {"min: two NaNs in a row", 10, {{2, 2, nan}, {3, 2, nan}, {4, 2, 6.5f}}, false, 6.5f, 4, 2},
       {"min: -inf", 10, {{5, 1, -inf}, {6, 3, -inf}}, false, -inf, 5, 1},
       {"min: +0 before -0 keeps +0", 10, {{1, 1, 0.0f}, {2, 1, -0.0f}}, false, 0.0f, 1, 1},

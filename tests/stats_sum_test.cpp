@@ -5,8 +5,8 @@
 // for byte, except for the single-precision fast path of the 32f sums.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -107,8 +107,8 @@ template <typename T, class Call, class Ref>
 void expectExact(const char* name, T lo, T hi, Call call, Ref ref) {
   uint32_t seed = 1;
   for (const Shape& s : tpxtest::awkwardShapes()) {
-    SCOPED_TRACE(testing::Message() << name << " " << s.width << "x" << s.height << " pad "
-                                    << s.padBytes);
+    SCOPED_TRACE(testing::Message()
+                 << name << " " << s.width << "x" << s.height << " pad " << s.padBytes);
     const Image<T> img = randomImage<T>(s, seed++, lo, hi);
     const Outcome generic = expectVariantsMatchGeneric([&] {
       Tpx64f result = -12345.0;
@@ -127,7 +127,9 @@ void expectExact(const char* name, T lo, T hi, Call call, Ref ref) {
 TEST(StatsSums, IntegerSumsAreExactInEveryVariant) {
   expectExact<Tpx8u>(
       "Mean_8u", 0, 255,
-      [](const Image<Tpx8u>& i, Tpx64f* r) { return tpxiMean_8u_C1R(i.ptr(), i.step(), i.size(), r); },
+      [](const Image<Tpx8u>& i, Tpx64f* r) {
+        return tpxiMean_8u_C1R(i.ptr(), i.step(), i.size(), r);
+      },
       [](const Image<Tpx8u>& i) { return exactSum(i) / count(i); });
   expectExact<Tpx8u>(
       "Norm_L1_8u", 0, 255,
@@ -216,7 +218,7 @@ TEST(StatsSums, AccurateHintKeepsTheOrderWithIllConditionedData) {
 // Any other hint lets the vector variants sum in single precision: close to
 // the exact sum, within what floats summed in blocks can lose.
 TEST(StatsSums, FastHintStaysWithinSinglePrecision) {
-  const Shape kShapes[] = {{1, 1, 0}, {7, 3, 1}, {67, 9, 3}, {1024, 2, 0},
+  const Shape kShapes[] = {{1, 1, 0},    {7, 3, 1},    {67, 9, 3},  {1024, 2, 0},
                            {1031, 3, 5}, {5000, 2, 4}, {20, 200, 8}};
   for (const Shape& s : kShapes) {
     const Image<Tpx32f> img = randomImage<Tpx32f>(s, s.width, -100.0f, 300.0f);
@@ -238,7 +240,8 @@ TEST(StatsSums, FastHintStaysWithinSinglePrecision) {
         ASSERT_EQ(tpxiNorm_L1_32f_C1R(img.ptr(), img.step(), img.size(), &r, hint), tpxStsNoErr);
         EXPECT_NEAR(r, abs, tol);
         ASSERT_EQ(tpxiNorm_L2_32f_C1R(img.ptr(), img.step(), img.size(), &r, hint), tpxStsNoErr);
-        EXPECT_NEAR(r, std::sqrt(static_cast<double>(sq)), std::sqrt(static_cast<double>(sq)) * 2e-5);
+        EXPECT_NEAR(r, std::sqrt(static_cast<double>(sq)),
+                    std::sqrt(static_cast<double>(sq)) * 2e-5);
       });
     }
   }
@@ -287,8 +290,9 @@ TEST(StatsSums, NonFiniteValuesPropagateAlikeInEveryVariant) {
     const char* what;
     float a, b;
   };
-  const Case kCases[] = {{"+inf", inf, 1.0f}, {"-inf", -inf, 1.0f}, {"both infinities", inf, -inf},
-                         {"NaN", nan, 1.0f},  {"-0", -0.0f, -0.0f}, {"max float", 3.4e38f, 3.4e38f}};
+  const Case kCases[] = {
+      {"+inf", inf, 1.0f}, {"-inf", -inf, 1.0f}, {"both infinities", inf, -inf},
+      {"NaN", nan, 1.0f},  {"-0", -0.0f, -0.0f}, {"max float", 3.4e38f, 3.4e38f}};
   for (const Case& c : kCases) {
     SCOPED_TRACE(c.what);
     Image<Tpx32f> img(9, 3, 44);
@@ -307,6 +311,19 @@ TEST(StatsSums, NonFiniteValuesPropagateAlikeInEveryVariant) {
 }
 
 // ---- the documented limits of the integer accumulators -------------------
+
+// The divisor is width x height in 32-bit integers: 32768 x 65536 = 2^31
+// wraps to -2^31, so a mean of ones comes out as -1. A one-byte step lets the
+// rows overlap, so the 2^31 pixels need only 96 KiB.
+TEST(StatsSums, MeanDividesByTheWrapped32BitCount) {
+  const TpxiSize size = {32768, 65536};
+  const std::vector<Tpx8u> ones(size.width + size.height, 1);
+  forEachVariant([&](int) {
+    Tpx64f mean = 0;
+    ASSERT_EQ(tpxiMean_8u_C1R(ones.data(), 1, size, &mean), tpxStsNoErr);
+    EXPECT_EQ(mean, -1.0);
+  });
+}
 
 // 16s means sum a row in blocks of 65536 pixels: a 70000-pixel row of 32767
 // would overflow one 32-bit total, but not the blocks.
@@ -465,8 +482,7 @@ TEST(StatsMeanStdDev, LongRowsOfExtremeValues) {
     ASSERT_EQ(tpxiMean_StdDev_8u_C1R(u8.ptr(), u8.step(), u8.size(), &mean, &dev), tpxStsNoErr);
     EXPECT_EQ(mean, mean8);
     EXPECT_EQ(dev, dev8);
-    ASSERT_EQ(tpxiMean_StdDev_16u_C1R(u16.ptr(), u16.step(), u16.size(), &mean, &dev),
-              tpxStsNoErr);
+    ASSERT_EQ(tpxiMean_StdDev_16u_C1R(u16.ptr(), u16.step(), u16.size(), &mean, &dev), tpxStsNoErr);
     EXPECT_EQ(mean, mean16);
     EXPECT_EQ(dev, dev16);
   });
@@ -483,8 +499,7 @@ TEST(StatsMeanStdDev, NegativeRoundedVarianceGivesItsMagnitude) {
   ASSERT_LT(variance, 0.0) << "the data no longer rounds below zero";
   forEachVariant([&](int) {
     Tpx64f mean = 0, dev = 0;
-    ASSERT_EQ(tpxiMean_StdDev_32f_C1R(img.ptr(), img.step(), img.size(), &mean, &dev),
-              tpxStsNoErr);
+    ASSERT_EQ(tpxiMean_StdDev_32f_C1R(img.ptr(), img.step(), img.size(), &mean, &dev), tpxStsNoErr);
     EXPECT_EQ(mean, s / 100);
     EXPECT_EQ(dev, std::sqrt(-variance));
   });
