@@ -37,101 +37,58 @@ struct Export {
   Call call;
 };
 
-template <typename T>
-const T* as(const void* p) {
-  return static_cast<const T*>(p);
+// Adapters from the common call shape to each export's signature.
+template <typename T, typename... Rest>
+using Fn = TpxStatus (*)(const T*, int, TpxiSize, Rest...);
+
+template <typename T, Fn<T, Tpx64f*> F>
+TpxStatus one(const void* s, int step, TpxiSize size, void* const* o) {
+  return F(static_cast<const T*>(s), step, size, static_cast<Tpx64f*>(o[0]));
 }
-template <typename T>
-T* out(void* p) {
-  return static_cast<T*>(p);
+template <Fn<Tpx32f, Tpx64f*, TpxAccuracyHint> F>
+TpxStatus hinted(const void* s, int step, TpxiSize size, void* const* o) {
+  return F(static_cast<const Tpx32f*>(s), step, size, static_cast<Tpx64f*>(o[0]),
+           tpxAccuracyHintAccurate);
+}
+template <typename T, Fn<T, Tpx64f*, Tpx64f*> F>
+TpxStatus two(const void* s, int step, TpxiSize size, void* const* o) {
+  return F(static_cast<const T*>(s), step, size, static_cast<Tpx64f*>(o[0]),
+           static_cast<Tpx64f*>(o[1]));
+}
+template <typename T, Fn<T, T*, int*, int*> F>
+TpxStatus indexed(const void* s, int step, TpxiSize size, void* const* o) {
+  return F(static_cast<const T*>(s), step, size, static_cast<T*>(o[0]), static_cast<int*>(o[1]),
+           static_cast<int*>(o[2]));
 }
 
-constexpr TpxAccuracyHint kAccurate = tpxAccuracyHintAccurate;
-
-const Export kSum = {"Sum_32f", 1, [](const void* s, int st, TpxiSize z, void* const* o) {
-                       return tpxiSum_32f_C1R(as<Tpx32f>(s), st, z, out<Tpx64f>(o[0]), kAccurate);
-                     }};
-const Export kMean[] = {
-    {"Mean_8u", 1,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiMean_8u_C1R(as<Tpx8u>(s), st, z, out<Tpx64f>(o[0]));
-     }},
-    {"Mean_16s", 1,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiMean_16s_C1R(as<Tpx16s>(s), st, z, out<Tpx64f>(o[0]));
-     }},
-    {"Mean_32f", 1,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiMean_32f_C1R(as<Tpx32f>(s), st, z, out<Tpx64f>(o[0]), 0);
-     }},
-};
-const Export kNorms[] = {
-    {"Norm_L1_8u", 1,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiNorm_L1_8u_C1R(as<Tpx8u>(s), st, z, out<Tpx64f>(o[0]));
-     }},
-    {"Norm_L1_16s", 1,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiNorm_L1_16s_C1R(as<Tpx16s>(s), st, z, out<Tpx64f>(o[0]));
-     }},
-    {"Norm_L1_32f", 1,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiNorm_L1_32f_C1R(as<Tpx32f>(s), st, z, out<Tpx64f>(o[0]), kAccurate);
-     }},
-    {"Norm_L2_8u", 1,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiNorm_L2_8u_C1R(as<Tpx8u>(s), st, z, out<Tpx64f>(o[0]));
-     }},
-    {"Norm_L2_16s", 1,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiNorm_L2_16s_C1R(as<Tpx16s>(s), st, z, out<Tpx64f>(o[0]));
-     }},
-    {"Norm_L2_32f", 1,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiNorm_L2_32f_C1R(as<Tpx32f>(s), st, z, out<Tpx64f>(o[0]), 1);
-     }},
-};
-const Export kIndx[] = {
-    {"MinIndx_8u", 3,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiMinIndx_8u_C1R(as<Tpx8u>(s), st, z, out<Tpx8u>(o[0]), out<int>(o[1]),
-                                 out<int>(o[2]));
-     }},
-    {"MaxIndx_8u", 3,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiMaxIndx_8u_C1R(as<Tpx8u>(s), st, z, out<Tpx8u>(o[0]), out<int>(o[1]),
-                                 out<int>(o[2]));
-     }},
-    {"MinIndx_16s", 3,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiMinIndx_16s_C1R(as<Tpx16s>(s), st, z, out<Tpx16s>(o[0]), out<int>(o[1]),
-                                  out<int>(o[2]));
-     }},
-    {"MaxIndx_16s", 3,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiMaxIndx_16s_C1R(as<Tpx16s>(s), st, z, out<Tpx16s>(o[0]), out<int>(o[1]),
-                                  out<int>(o[2]));
-     }},
-    {"MinIndx_32f", 3,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiMinIndx_32f_C1R(as<Tpx32f>(s), st, z, out<Tpx32f>(o[0]), out<int>(o[1]),
-                                  out<int>(o[2]));
-     }},
-    {"MaxIndx_32f", 3,
-     [](const void* s, int st, TpxiSize z, void* const* o) {
-       return tpxiMaxIndx_32f_C1R(as<Tpx32f>(s), st, z, out<Tpx32f>(o[0]), out<int>(o[1]),
-                                  out<int>(o[2]));
-     }},
-};
-const Export kCount = {
-    "CountInRange_32f", 1, [](const void* s, int st, TpxiSize z, void* const* o) {
-      return tpxiCountInRange_32f_C1R(as<Tpx32f>(s), st, z, out<int>(o[0]), 0.0f, 1.0f);
-    }};
+const Export kSum = {"Sum_32f", 1, hinted<tpxiSum_32f_C1R>};
+const Export kMean[] = {{"Mean_8u", 1, one<Tpx8u, tpxiMean_8u_C1R>},
+                        {"Mean_16s", 1, one<Tpx16s, tpxiMean_16s_C1R>},
+                        {"Mean_32f", 1, hinted<tpxiMean_32f_C1R>}};
+const Export kNorms[] = {{"Norm_L1_8u", 1, one<Tpx8u, tpxiNorm_L1_8u_C1R>},
+                         {"Norm_L1_16s", 1, one<Tpx16s, tpxiNorm_L1_16s_C1R>},
+                         {"Norm_L1_32f", 1, hinted<tpxiNorm_L1_32f_C1R>},
+                         {"Norm_L2_8u", 1, one<Tpx8u, tpxiNorm_L2_8u_C1R>},
+                         {"Norm_L2_16s", 1, one<Tpx16s, tpxiNorm_L2_16s_C1R>},
+                         {"Norm_L2_32f", 1, hinted<tpxiNorm_L2_32f_C1R>}};
+const Export kIndx[] = {{"MinIndx_8u", 3, indexed<Tpx8u, tpxiMinIndx_8u_C1R>},
+                        {"MaxIndx_8u", 3, indexed<Tpx8u, tpxiMaxIndx_8u_C1R>},
+                        {"MinIndx_16s", 3, indexed<Tpx16s, tpxiMinIndx_16s_C1R>},
+                        {"MaxIndx_16s", 3, indexed<Tpx16s, tpxiMaxIndx_16s_C1R>},
+                        {"MinIndx_32f", 3, indexed<Tpx32f, tpxiMinIndx_32f_C1R>},
+                        {"MaxIndx_32f", 3, indexed<Tpx32f, tpxiMaxIndx_32f_C1R>}};
+const Export kCount = {"CountInRange_32f", 1,
+                       [](const void* s, int st, TpxiSize z, void* const* o) {
+                         return tpxiCountInRange_32f_C1R(static_cast<const Tpx32f*>(s), st, z,
+                                                         static_cast<int*>(o[0]), 0.0f, 1.0f);
+                       }};
 // The levels pointer is treated as a second "output" so that it can be nulled.
-const Export kHist = {
-    "HistogramRange_32f", 2, [](const void* s, int st, TpxiSize z, void* const* o) {
-      return tpxiHistogramRange_32f_C1R(as<Tpx32f>(s), st, z, out<int>(o[0]), as<Tpx32f>(o[1]), 3);
-    }};
+const Export kHist = {"HistogramRange_32f", 2,
+                      [](const void* s, int st, TpxiSize z, void* const* o) {
+                        return tpxiHistogramRange_32f_C1R(static_cast<const Tpx32f*>(s), st, z,
+                                                          static_cast<int*>(o[0]),
+                                                          static_cast<const Tpx32f*>(o[1]), 3);
+                      }};
 
 struct Case {
   const char* what;
@@ -281,18 +238,9 @@ TEST(StatsChecks, HistogramChecksSizeBeforeStepBeforeLevels) {
 // Mean_StdDev compares the step with the row length, and for 16u and 32f
 // wants a whole number of pixels; both outputs may be null.
 TEST(StatsChecks, MeanStdDevComparesStepWithRowLength) {
-  const Export k8u = {"Mean_StdDev_8u", 2, [](const void* s, int st, TpxiSize z, void* const* o) {
-                        return tpxiMean_StdDev_8u_C1R(as<Tpx8u>(s), st, z, out<Tpx64f>(o[0]),
-                                                      out<Tpx64f>(o[1]));
-                      }};
-  const Export k16u = {"Mean_StdDev_16u", 2, [](const void* s, int st, TpxiSize z, void* const* o) {
-                         return tpxiMean_StdDev_16u_C1R(as<Tpx16u>(s), st, z, out<Tpx64f>(o[0]),
-                                                        out<Tpx64f>(o[1]));
-                       }};
-  const Export k32f = {"Mean_StdDev_32f", 2, [](const void* s, int st, TpxiSize z, void* const* o) {
-                         return tpxiMean_StdDev_32f_C1R(as<Tpx32f>(s), st, z, out<Tpx64f>(o[0]),
-                                                        out<Tpx64f>(o[1]));
-                       }};
+  const Export k8u = {"Mean_StdDev_8u", 2, two<Tpx8u, tpxiMean_StdDev_8u_C1R>};
+  const Export k16u = {"Mean_StdDev_16u", 2, two<Tpx16u, tpxiMean_StdDev_16u_C1R>};
+  const Export k32f = {"Mean_StdDev_32f", 2, two<Tpx32f, tpxiMean_StdDev_32f_C1R>};
   const std::vector<Case> shared = common(kSize);
   auto withNullOutputs = [&](std::vector<Case> cases) {
     cases.push_back({"null mean", false, 0, kGoodStep, kGood, kOk});

@@ -124,70 +124,46 @@ void expectExact(const char* name, T lo, T hi, Call call, Ref ref) {
   }
 }
 
+template <typename T>
+using Reduce = TpxStatus (*)(const T*, int, TpxiSize, Tpx64f*);
+using ReduceHinted = TpxStatus (*)(const Tpx32f*, int, TpxiSize, Tpx64f*, TpxAccuracyHint);
+
+template <typename T, Reduce<T> F>
+TpxStatus on(const Image<T>& i, Tpx64f* r) {
+  return F(i.ptr(), i.step(), i.size(), r);
+}
+template <ReduceHinted F>
+TpxStatus accurate(const Image<Tpx32f>& i, Tpx64f* r) {
+  return F(i.ptr(), i.step(), i.size(), r, kAccurate);
+}
+
 TEST(StatsSums, IntegerSumsAreExactInEveryVariant) {
-  expectExact<Tpx8u>(
-      "Mean_8u", 0, 255,
-      [](const Image<Tpx8u>& i, Tpx64f* r) {
-        return tpxiMean_8u_C1R(i.ptr(), i.step(), i.size(), r);
-      },
-      [](const Image<Tpx8u>& i) { return exactSum(i) / count(i); });
-  expectExact<Tpx8u>(
-      "Norm_L1_8u", 0, 255,
-      [](const Image<Tpx8u>& i, Tpx64f* r) {
-        return tpxiNorm_L1_8u_C1R(i.ptr(), i.step(), i.size(), r);
-      },
-      [](const Image<Tpx8u>& i) { return exactSum(i); });
-  expectExact<Tpx8u>(
-      "Norm_L2_8u", 0, 255,
-      [](const Image<Tpx8u>& i, Tpx64f* r) {
-        return tpxiNorm_L2_8u_C1R(i.ptr(), i.step(), i.size(), r);
-      },
-      [](const Image<Tpx8u>& i) { return std::sqrt(static_cast<double>(exactSumSq(i))); });
-  expectExact<Tpx16s>(
-      "Mean_16s", -32768, 32767,
-      [](const Image<Tpx16s>& i, Tpx64f* r) {
-        return tpxiMean_16s_C1R(i.ptr(), i.step(), i.size(), r);
-      },
-      [](const Image<Tpx16s>& i) { return exactSum(i) / count(i); });
-  expectExact<Tpx16s>(
-      "Norm_L1_16s", -32768, 32767,
-      [](const Image<Tpx16s>& i, Tpx64f* r) {
-        return tpxiNorm_L1_16s_C1R(i.ptr(), i.step(), i.size(), r);
-      },
-      [](const Image<Tpx16s>& i) { return exactAbsSum(i); });
-  expectExact<Tpx16s>(
-      "Norm_L2_16s", -32768, 32767,
-      [](const Image<Tpx16s>& i, Tpx64f* r) {
-        return tpxiNorm_L2_16s_C1R(i.ptr(), i.step(), i.size(), r);
-      },
-      [](const Image<Tpx16s>& i) { return std::sqrt(static_cast<double>(exactSumSq(i))); });
+  using I8 = const Image<Tpx8u>&;
+  using I16 = const Image<Tpx16s>&;
+  expectExact<Tpx8u>("Mean_8u", 0, 255, on<Tpx8u, tpxiMean_8u_C1R>,
+                     [](I8 i) { return exactSum(i) / count(i); });
+  expectExact<Tpx8u>("Norm_L1_8u", 0, 255, on<Tpx8u, tpxiNorm_L1_8u_C1R>,
+                     [](I8 i) { return exactSum(i); });
+  expectExact<Tpx8u>("Norm_L2_8u", 0, 255, on<Tpx8u, tpxiNorm_L2_8u_C1R>,
+                     [](I8 i) { return std::sqrt(double(exactSumSq(i))); });
+  expectExact<Tpx16s>("Mean_16s", -32768, 32767, on<Tpx16s, tpxiMean_16s_C1R>,
+                      [](I16 i) { return exactSum(i) / count(i); });
+  expectExact<Tpx16s>("Norm_L1_16s", -32768, 32767, on<Tpx16s, tpxiNorm_L1_16s_C1R>,
+                      [](I16 i) { return exactAbsSum(i); });
+  expectExact<Tpx16s>("Norm_L2_16s", -32768, 32767, on<Tpx16s, tpxiNorm_L2_16s_C1R>,
+                      [](I16 i) { return std::sqrt(double(exactSumSq(i))); });
 }
 
 TEST(StatsSums, AccurateFloatSumsFollowTheEvenOddRuleInEveryVariant) {
-  expectExact<Tpx32f>(
-      "Sum_32f", -1000.0f, 1000.0f,
-      [](const Image<Tpx32f>& i, Tpx64f* r) {
-        return tpxiSum_32f_C1R(i.ptr(), i.step(), i.size(), r, kAccurate);
-      },
-      [](const Image<Tpx32f>& i) { return evenOddSum(i, kValue); });
-  expectExact<Tpx32f>(
-      "Mean_32f", -1000.0f, 1000.0f,
-      [](const Image<Tpx32f>& i, Tpx64f* r) {
-        return tpxiMean_32f_C1R(i.ptr(), i.step(), i.size(), r, kAccurate);
-      },
-      [](const Image<Tpx32f>& i) { return evenOddSum(i, kValue) / count(i); });
-  expectExact<Tpx32f>(
-      "Norm_L1_32f", -1000.0f, 1000.0f,
-      [](const Image<Tpx32f>& i, Tpx64f* r) {
-        return tpxiNorm_L1_32f_C1R(i.ptr(), i.step(), i.size(), r, kAccurate);
-      },
-      [](const Image<Tpx32f>& i) { return evenOddSum(i, kAbs); });
-  expectExact<Tpx32f>(
-      "Norm_L2_32f", -1000.0f, 1000.0f,
-      [](const Image<Tpx32f>& i, Tpx64f* r) {
-        return tpxiNorm_L2_32f_C1R(i.ptr(), i.step(), i.size(), r, kAccurate);
-      },
-      [](const Image<Tpx32f>& i) { return std::sqrt(evenOddSum(i, kSquare)); });
+  using I = const Image<Tpx32f>&;
+  expectExact<Tpx32f>("Sum_32f", -1000.0f, 1000.0f, accurate<tpxiSum_32f_C1R>,
+                      [](I i) { return evenOddSum(i, kValue); });
+  expectExact<Tpx32f>("Mean_32f", -1000.0f, 1000.0f, accurate<tpxiMean_32f_C1R>,
+                      [](I i) { return evenOddSum(i, kValue) / count(i); });
+  expectExact<Tpx32f>("Norm_L1_32f", -1000.0f, 1000.0f, accurate<tpxiNorm_L1_32f_C1R>,
+                      [](I i) { return evenOddSum(i, kAbs); });
+  expectExact<Tpx32f>("Norm_L2_32f", -1000.0f, 1000.0f, accurate<tpxiNorm_L2_32f_C1R>,
+                      [](I i) { return std::sqrt(evenOddSum(i, kSquare)); });
 }
 
 // Values of very different magnitudes make the order of additions visible:
@@ -245,40 +221,6 @@ TEST(StatsSums, FastHintStaysWithinSinglePrecision) {
       });
     }
   }
-}
-
-TEST(StatsSums, OnePixel) {
-  forEachVariant([&](int) {
-    const TpxiSize one = {1, 1};
-    Tpx64f r;
-    const Tpx8u u8 = 200;
-    ASSERT_EQ(tpxiMean_8u_C1R(&u8, 1, one, &r), tpxStsNoErr);
-    EXPECT_EQ(r, 200.0);
-    ASSERT_EQ(tpxiNorm_L2_8u_C1R(&u8, 1, one, &r), tpxStsNoErr);
-    EXPECT_EQ(r, 200.0);
-    const Tpx16s s16 = -32768;
-    ASSERT_EQ(tpxiMean_16s_C1R(&s16, 2, one, &r), tpxStsNoErr);
-    EXPECT_EQ(r, -32768.0);
-    ASSERT_EQ(tpxiNorm_L1_16s_C1R(&s16, 2, one, &r), tpxStsNoErr);
-    EXPECT_EQ(r, 32768.0);
-    ASSERT_EQ(tpxiNorm_L2_16s_C1R(&s16, 2, one, &r), tpxStsNoErr);
-    EXPECT_EQ(r, 32768.0);
-    const Tpx32f f = -2.5f;
-    for (TpxAccuracyHint hint : {0, 2}) {
-      ASSERT_EQ(tpxiSum_32f_C1R(&f, 4, one, &r, hint), tpxStsNoErr);
-      EXPECT_EQ(r, -2.5);
-      ASSERT_EQ(tpxiMean_32f_C1R(&f, 4, one, &r, hint), tpxStsNoErr);
-      EXPECT_EQ(r, -2.5);
-      ASSERT_EQ(tpxiNorm_L1_32f_C1R(&f, 4, one, &r, hint), tpxStsNoErr);
-      EXPECT_EQ(r, 2.5);
-      ASSERT_EQ(tpxiNorm_L2_32f_C1R(&f, 4, one, &r, hint), tpxStsNoErr);
-      EXPECT_EQ(r, 2.5);
-    }
-    Tpx64f mean = 0, dev = -1;
-    ASSERT_EQ(tpxiMean_StdDev_32f_C1R(&f, 4, one, &mean, &dev), tpxStsNoErr);
-    EXPECT_EQ(mean, -2.5);
-    EXPECT_EQ(dev, 0.0);
-  });
 }
 
 // Infinities and NaN go through the double sums the same way in every
