@@ -356,6 +356,91 @@ TPX_API TpxStatus tpxsCopy_32f(const Tpx32f* pSrc, Tpx32f* pDst, int len);
 TPX_API TpxStatus tpxsSet_32s(Tpx32s val, Tpx32s* pDst, int len);
 TPX_API TpxStatus tpxsZero_32f(Tpx32f* pDst, int len);
 
+/* ---------------------------------------------------------------------------
+ * Image statistics
+ *
+ * Whole-region reductions. Results go through the output pointers; nothing
+ * is written when an argument check fails. Sums of integer images are exact
+ * within each row (or block) and collected in double; 32f sums run in two
+ * double accumulators, even and odd columns. Extremum positions are counted
+ * from the region's first pixel; among equal extremes the first in raster
+ * order wins.
+ * ------------------------------------------------------------------------- */
+
+/* Accuracy of the 32f sums. tpxAccuracyHintAccurate makes every variant sum
+ * in double, with results identical to the generic code; any other value lets
+ * a vector variant sum in single precision (the last bits may differ). */
+typedef int32_t TpxAccuracyHint;
+enum TpxAccuracyHintCode {
+  tpxAccuracyHintNone = 0,
+  tpxAccuracyHintFast = 1,
+  tpxAccuracyHintAccurate = 2,
+};
+
+TPX_API TpxStatus tpxiSum_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize, Tpx64f* pSum,
+                                  TpxAccuracyHint hint);
+
+/* Sum divided by width x height. */
+TPX_API TpxStatus tpxiMean_8u_C1R(const Tpx8u* pSrc, int srcStep, TpxiSize roiSize, Tpx64f* pMean);
+TPX_API TpxStatus tpxiMean_16s_C1R(const Tpx16s* pSrc, int srcStep, TpxiSize roiSize,
+                                   Tpx64f* pMean);
+TPX_API TpxStatus tpxiMean_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize, Tpx64f* pMean,
+                                   TpxAccuracyHint hint);
+
+/* Mean and population standard deviation; either output may be null. The
+ * step must cover a whole row (and be a multiple of the element size). */
+TPX_API TpxStatus tpxiMean_StdDev_8u_C1R(const Tpx8u* pSrc, int srcStep, TpxiSize roiSize,
+                                         Tpx64f* pMean, Tpx64f* pStdDev);
+TPX_API TpxStatus tpxiMean_StdDev_16u_C1R(const Tpx16u* pSrc, int srcStep, TpxiSize roiSize,
+                                          Tpx64f* pMean, Tpx64f* pStdDev);
+TPX_API TpxStatus tpxiMean_StdDev_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize,
+                                          Tpx64f* pMean, Tpx64f* pStdDev);
+
+/* Sum of absolute values. The 16s form sums each row in 32 bits: a row whose
+ * total reaches 2^31 (65536 pixels or more) wraps. */
+TPX_API TpxStatus tpxiNorm_L1_8u_C1R(const Tpx8u* pSrc, int srcStep, TpxiSize roiSize,
+                                     Tpx64f* pNorm);
+TPX_API TpxStatus tpxiNorm_L1_16s_C1R(const Tpx16s* pSrc, int srcStep, TpxiSize roiSize,
+                                      Tpx64f* pNorm);
+TPX_API TpxStatus tpxiNorm_L1_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize,
+                                      Tpx64f* pNorm, TpxAccuracyHint hint);
+
+/* Square root of the sum of squares. */
+TPX_API TpxStatus tpxiNorm_L2_8u_C1R(const Tpx8u* pSrc, int srcStep, TpxiSize roiSize,
+                                     Tpx64f* pNorm);
+TPX_API TpxStatus tpxiNorm_L2_16s_C1R(const Tpx16s* pSrc, int srcStep, TpxiSize roiSize,
+                                      Tpx64f* pNorm);
+TPX_API TpxStatus tpxiNorm_L2_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize,
+                                      Tpx64f* pNorm, TpxAccuracyHint hint);
+
+/* Extremum and its first position in raster order. 32f: a NaN never becomes
+ * the maximum unless it is the first pixel, while a NaN pixel does become the
+ * current minimum (and the pixel after it replaces it). */
+TPX_API TpxStatus tpxiMinIndx_8u_C1R(const Tpx8u* pSrc, int srcStep, TpxiSize roiSize, Tpx8u* pMin,
+                                     int* pIndexX, int* pIndexY);
+TPX_API TpxStatus tpxiMinIndx_16s_C1R(const Tpx16s* pSrc, int srcStep, TpxiSize roiSize,
+                                      Tpx16s* pMin, int* pIndexX, int* pIndexY);
+TPX_API TpxStatus tpxiMinIndx_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize,
+                                      Tpx32f* pMin, int* pIndexX, int* pIndexY);
+TPX_API TpxStatus tpxiMaxIndx_8u_C1R(const Tpx8u* pSrc, int srcStep, TpxiSize roiSize, Tpx8u* pMax,
+                                     int* pIndexX, int* pIndexY);
+TPX_API TpxStatus tpxiMaxIndx_16s_C1R(const Tpx16s* pSrc, int srcStep, TpxiSize roiSize,
+                                      Tpx16s* pMax, int* pIndexX, int* pIndexY);
+TPX_API TpxStatus tpxiMaxIndx_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize,
+                                      Tpx32f* pMax, int* pIndexX, int* pIndexY);
+
+/* Number of pixels with lowerBound <= v <= upperBound (-7 unless
+ * upperBound >= lowerBound). Rows advance by srcStep rounded down to a
+ * multiple of 4 bytes. */
+TPX_API TpxStatus tpxiCountInRange_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize,
+                                           int* pCounts, Tpx32f lowerBound, Tpx32f upperBound);
+
+/* pHist[k] counts pLevels[k] <= v < pLevels[k+1], k = 0 .. nLevels-2. Edges
+ * that do not strictly increase are allowed: each bin is then tested on its
+ * own, so a pixel may count in several bins. */
+TPX_API TpxStatus tpxiHistogramRange_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize,
+                                             int* pHist, const Tpx32f* pLevels, int nLevels);
+
 #ifdef __cplusplus
 }
 #endif
