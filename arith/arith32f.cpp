@@ -3,8 +3,12 @@
 //
 // Every result is one IEEE single-precision operation, which is the exact
 // result rounded once, so the vector paths give the generic bytes as long as
-// they apply the same operation to the same operands in the same order (the
-// order matters only for which NaN comes out when both operands are NaN).
+// they apply the same operation to the same operands. One thing the operation
+// leaves open is which NaN comes out when both operands are NaN: the
+// processor returns the one it was handed first, and the compiler may hand
+// the operands of an addition or multiplication over in either order. Add and
+// Mul therefore pin it: a NaN first operand (src1, srcDst, the pixel of a
+// constant form) comes out itself, quieted, in every variant.
 // Division is the one operation with a rule of its own: a zero or NaN divisor
 // stores a substitute chosen by the dividend's sign and makes the row warn.
 #include <cstdint>
@@ -34,13 +38,31 @@ constexpr uint32_t kPosInfBits = 0x7f800000u;
 constexpr uint32_t kNegInfBits = 0xff800000u;
 constexpr uint32_t kNegQuietNanBits = 0xffc00000u;
 
-struct AddOp {
-  static float apply(float a, float b) { return a + b; }
+constexpr uint32_t kQuietBit = 0x00400000u;
+
+inline float quieted(float a) {
+  uint32_t bits;
+  std::memcpy(&bits, &a, sizeof bits);
+  return fromBits(bits | kQuietBit);
+}
+
 #if TPX_ISA >= TPX_ISA_SSE
-  static __m128 apply(__m128 a, __m128 b) { return _mm_add_ps(a, b); }
+// Lanes where a is NaN take a quieted; the others r.
+inline __m128 pinFirstNan(__m128 a, __m128 r) {
+  const __m128 nan = _mm_cmpunord_ps(a, a);
+  const __m128 quietA = _mm_or_ps(a, _mm_set1_ps(fromBits(kQuietBit)));
+  return _mm_or_ps(_mm_and_ps(nan, quietA), _mm_andnot_ps(nan, r));
+}
+#endif
+
+struct AddOp {
+  static float apply(float a, float b) { return a != a ? quieted(a) : a + b; }
+#if TPX_ISA >= TPX_ISA_SSE
+  static __m128 apply(__m128 a, __m128 b) { return pinFirstNan(a, _mm_add_ps(a, b)); }
 #endif
 };
 
+// Not commutative, so never swapped: a NaN a already wins.
 struct SubOp {
   static float apply(float a, float b) { return a - b; }
 #if TPX_ISA >= TPX_ISA_SSE
@@ -49,9 +71,9 @@ struct SubOp {
 };
 
 struct MulOp {
-  static float apply(float a, float b) { return a * b; }
+  static float apply(float a, float b) { return a != a ? quieted(a) : a * b; }
 #if TPX_ISA >= TPX_ISA_SSE
-  static __m128 apply(__m128 a, __m128 b) { return _mm_mul_ps(a, b); }
+  static __m128 apply(__m128 a, __m128 b) { return pinFirstNan(a, _mm_mul_ps(a, b)); }
 #endif
 };
 

@@ -57,8 +57,6 @@ constexpr uint32_t kNegQuietNanBits = 0xffc00000u;
 constexpr uint32_t kOneBits = 0x3f800000u;
 constexpr uint32_t kSmallestNormalBits = 0x00800000u;
 
-inline float absRule(float x) { return fromBits(bitsOf(x) & ~kSignBit); }
-
 inline float sqrRule(float x) { return x * x; }
 
 // Square root: +0 and -0 stay as they are; negatives and NaN become the
@@ -214,7 +212,14 @@ void absRow(float* p, int width) {
   }
   for (; x + 4 <= width; x += 4) _mm_storeu_ps(p + x, _mm_and_ps(_mm_loadu_ps(p + x), magnitude));
 #endif
-  for (; x < width; ++x) store(p + x, absRule(load(p + x)));
+  // On the bit pattern, so that not even a signalling NaN passes through a
+  // floating-point register (the i386 return convention would quiet it).
+  for (; x < width; ++x) {
+    uint32_t bits;
+    std::memcpy(&bits, p + x, sizeof bits);
+    bits &= ~kSignBit;
+    std::memcpy(p + x, &bits, sizeof bits);
+  }
 }
 
 void sqrRow(float* p, int width) {
