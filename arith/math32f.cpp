@@ -76,40 +76,42 @@ inline float sqrtRule(float x, bool* negative) {
 constexpr uint32_t kExpOverflowBits = 0x42b17218u;
 constexpr uint32_t kExpUnderflowBits = 0xc2aeac50u;
 
-// e^x for x within the ordinary range, in double precision. With
-// k = nearest(x / ln 2) and r = x - k ln 2, |r| <= ln 2 / 2 and e^x = 2^k e^r.
-// k ln 2 is taken off in two parts: kLn2Hi has 32 significant bits, so
-// k kLn2Hi (|k| <= 128) and x - k kLn2Hi are exact. e^r is its Taylor
-// polynomial of degree 7: the remainder is below r^8/8! < 5.3e-9 relative,
-// a tenth of a single-precision unit, so the result rounded to single stays
-// within one unit of the true value. 2^k goes straight into the exponent
-// field. kShifter rounds x / ln 2 to an integer held in its low mantissa
-// bits, the same in the scalar and the vector code.
+// e^x for x within the ordinary range, in double precision, as 2^y with
+// y = x log2(e): k = nearest(y), r = y - k (exact, |r| <= 1/2), and
+// e^x = 2^k 2^r. 2^r is the Taylor polynomial of e^(r ln 2) to degree 7: the
+// remainder is below (ln 2 / 2)^8 / 8! < 5.3e-9 relative, a tenth of a
+// single-precision unit, so the result rounded to single stays within one
+// unit of the true value; rounding y costs about 1e-14 more. The polynomial
+// is evaluated in Estrin's scheme, whose short dependency chains suit the
+// vector code, in the same order in both. kShifter rounds y to an integer
+// held in its low mantissa bits, and 2^k goes straight into the exponent
+// field of 2^r (in [0.7, 1.5), so the sum never leaves the normal range of
+// double for the arguments that get here).
 constexpr double kLog2e = 1.4426950408889634;
 constexpr double kShifter = 6755399441055744.0;  // 1.5 * 2^52
-constexpr double kLn2Hi = 6.93147180369123816490e-01;
-constexpr double kLn2Lo = 1.90821492927058770002e-10;
-constexpr double kExpC2 = 1.0 / 2;
-constexpr double kExpC3 = 1.0 / 6;
-constexpr double kExpC4 = 1.0 / 24;
-constexpr double kExpC5 = 1.0 / 120;
-constexpr double kExpC6 = 1.0 / 720;
-constexpr double kExpC7 = 1.0 / 5040;
+constexpr double kExpC1 = 0.6931471805599453;    // (ln 2)^n / n!
+constexpr double kExpC2 = 0.24022650695910072;
+constexpr double kExpC3 = 0.05550410866482158;
+constexpr double kExpC4 = 0.009618129107628477;
+constexpr double kExpC5 = 0.0013333558146428443;
+constexpr double kExpC6 = 0.0001540353039338161;
+constexpr double kExpC7 = 1.5252733804059841e-05;
 
 inline double expCore(double x) {
-  const double t = x * kLog2e + kShifter;
-  const double k = t - kShifter;
-  const double r = (x - k * kLn2Hi) - k * kLn2Lo;
-  double p = kExpC7;
-  p = p * r + kExpC6;
-  p = p * r + kExpC5;
-  p = p * r + kExpC4;
-  p = p * r + kExpC3;
-  p = p * r + kExpC2;
-  p = p * r + 1.0;
-  p = p * r + 1.0;
-  // The low 52 bits of t hold k (two's complement under the 1.5 * 2^52
-  // bias); shifted up by 52 they add k to p's exponent.
+  const double y = x * kLog2e;
+  const double t = y + kShifter;
+  const double r = y - (t - kShifter);
+  const double r2 = r * r;
+  const double a01 = 1.0 + kExpC1 * r;
+  const double a23 = kExpC2 + kExpC3 * r;
+  const double a45 = kExpC4 + kExpC5 * r;
+  const double a67 = kExpC6 + kExpC7 * r;
+  const double r4 = r2 * r2;
+  const double a03 = a01 + a23 * r2;
+  const double a47 = a45 + a67 * r2;
+  const double p = a03 + a47 * r4;
+  // The low bits of t hold k in two's complement under the 1.5 * 2^52 bias;
+  // shifted up by 52 they add k to p's exponent.
   return fromBits(bitsOf(p) + (bitsOf(t) << 52));
 }
 
@@ -267,79 +269,79 @@ inline __m128i splatInt(uint32_t bits) { return _mm_set1_epi32(static_cast<int>(
 // expCore on two lanes: the same operations in the same order.
 inline __m128d expCore2(__m128d x) {
   const __m128d shifter = _mm_set1_pd(kShifter);
-  const __m128d t = _mm_add_pd(_mm_mul_pd(x, _mm_set1_pd(kLog2e)), shifter);
-  const __m128d k = _mm_sub_pd(t, shifter);
-  const __m128d r = _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(k, _mm_set1_pd(kLn2Hi))),
-                               _mm_mul_pd(k, _mm_set1_pd(kLn2Lo)));
-  __m128d p = _mm_set1_pd(kExpC7);
-  p = _mm_add_pd(_mm_mul_pd(p, r), _mm_set1_pd(kExpC6));
-  p = _mm_add_pd(_mm_mul_pd(p, r), _mm_set1_pd(kExpC5));
-  p = _mm_add_pd(_mm_mul_pd(p, r), _mm_set1_pd(kExpC4));
-  p = _mm_add_pd(_mm_mul_pd(p, r), _mm_set1_pd(kExpC3));
-  p = _mm_add_pd(_mm_mul_pd(p, r), _mm_set1_pd(kExpC2));
-  p = _mm_add_pd(_mm_mul_pd(p, r), _mm_set1_pd(1.0));
-  p = _mm_add_pd(_mm_mul_pd(p, r), _mm_set1_pd(1.0));
+  const __m128d y = _mm_mul_pd(x, _mm_set1_pd(kLog2e));
+  const __m128d t = _mm_add_pd(y, shifter);
+  const __m128d r = _mm_sub_pd(y, _mm_sub_pd(t, shifter));
+  const __m128d r2 = _mm_mul_pd(r, r);
+  const __m128d a01 = _mm_add_pd(_mm_set1_pd(1.0), _mm_mul_pd(_mm_set1_pd(kExpC1), r));
+  const __m128d a23 = _mm_add_pd(_mm_set1_pd(kExpC2), _mm_mul_pd(_mm_set1_pd(kExpC3), r));
+  const __m128d a45 = _mm_add_pd(_mm_set1_pd(kExpC4), _mm_mul_pd(_mm_set1_pd(kExpC5), r));
+  const __m128d a67 = _mm_add_pd(_mm_set1_pd(kExpC6), _mm_mul_pd(_mm_set1_pd(kExpC7), r));
+  const __m128d r4 = _mm_mul_pd(r2, r2);
+  const __m128d a03 = _mm_add_pd(a01, _mm_mul_pd(a23, r2));
+  const __m128d a47 = _mm_add_pd(a45, _mm_mul_pd(a67, r2));
+  const __m128d p = _mm_add_pd(a03, _mm_mul_pd(a47, r4));
   const __m128i scale = _mm_slli_epi64(_mm_castpd_si128(t), 52);
   return _mm_castsi128_pd(_mm_add_epi64(_mm_castpd_si128(p), scale));
 }
 
-// expRule on four lanes.
-inline __m128 exp4(__m128 v) {
+// Exponential of four ordinary lanes; false (nothing stored) when a lane has
+// a fixed result other than 1, which the scalar rule then handles. Arguments
+// below the smallest normal need no special case here: the core gives
+// exactly 1 for them (y is below 2^-120, so k = 0 and 1 + y rounds to 1).
+inline bool exp4(float* p) {
+  const __m128 v = _mm_loadu_ps(p);
   const __m128i bits = _mm_castps_si128(v);
-  const __m128i magnitude = _mm_and_si128(bits, splatInt(~kSignBit));
-  const __m128i negative = _mm_srai_epi32(bits, 31);
-  const __m128i tiny = _mm_cmplt_epi32(magnitude, splatInt(kSmallestNormalBits));
-  const __m128i nan = _mm_cmpgt_epi32(magnitude, splatInt(kPosInfBits));
-  // Signed compares: a positive pattern is never above the negative bound
-  // and the other way round, so each bound only catches its own sign.
+  // Signed compares: a positive pattern is never below the negative bound
+  // and a negative one never above the positive bound.
   const __m128i over = _mm_cmpgt_epi32(bits, splatInt(kExpOverflowBits - 1));
-  const __m128i under =
-      _mm_and_si128(negative, _mm_cmpgt_epi32(bits, splatInt(kExpUnderflowBits - 1)));
-  const __m128i fixed = _mm_or_si128(tiny, _mm_or_si128(over, under));
-  // Fixed results: 1, +Inf or the positive quiet NaN, 0 or the negative
-  // quiet NaN.
-  const __m128i overValue =
-      _mm_or_si128(splatInt(kPosInfBits), _mm_and_si128(nan, splatInt(0x00400000u)));
-  const __m128i fixedValue = _mm_or_si128(
-      _mm_or_si128(_mm_and_si128(tiny, splatInt(kOneBits)), _mm_and_si128(over, overValue)),
-      _mm_and_si128(_mm_and_si128(under, nan), splatInt(kNegQuietNanBits)));
-  // Fixed lanes run the core on 0, which is harmless, and are replaced.
-  const __m128 x = _mm_andnot_ps(_mm_castsi128_ps(fixed), v);
-  const __m128 lo = _mm_cvtpd_ps(expCore2(_mm_cvtps_pd(x)));
-  const __m128 hi = _mm_cvtpd_ps(expCore2(_mm_cvtps_pd(_mm_movehl_ps(x, x))));
-  const __m128 e = _mm_movelh_ps(lo, hi);
-  return select(_mm_castsi128_ps(fixed), _mm_castsi128_ps(fixedValue), e);
+  const __m128i under = _mm_and_si128(_mm_cmpgt_epi32(bits, splatInt(kExpUnderflowBits - 1)),
+                                      _mm_cmplt_epi32(bits, _mm_setzero_si128()));
+  if (_mm_movemask_ps(_mm_castsi128_ps(_mm_or_si128(over, under))) != 0) return false;
+  const __m128 lo = _mm_cvtpd_ps(expCore2(_mm_cvtps_pd(v)));
+  const __m128 hi = _mm_cvtpd_ps(expCore2(_mm_cvtps_pd(_mm_movehl_ps(v, v))));
+  _mm_storeu_ps(p, _mm_movelh_ps(lo, hi));
+  return true;
 }
 
-// lnCore on two lanes.
-inline __m128d lnCore2(__m128d x) {
-  const __m128i bits = _mm_castpd_si128(x);
-  const __m128i mantissa =
-      _mm_and_si128(bits, _mm_set1_epi64x(static_cast<long long>(kMantissaMask)));
-  const __m128i half =
-      _mm_or_si128(mantissa, _mm_set1_epi64x(static_cast<long long>(kHalfExponent)));
-  // Compare the high words, then spread each result over its 64-bit lane.
-  const __m128i lowHigh =
-      _mm_shuffle_epi32(_mm_cmplt_epi32(half, splatInt(kSqrtHalfHigh)), _MM_SHUFFLE(3, 3, 1, 1));
-  const __m128i one = _mm_or_si128(mantissa, _mm_set1_epi64x(static_cast<long long>(kOneExponent)));
-  const __m128d m =
-      _mm_castsi128_pd(_mm_or_si128(_mm_and_si128(lowHigh, one), _mm_andnot_si128(lowHigh, half)));
-  // The biased exponent as a double: planted under 2^52 and the 2^52 taken
-  // off again, exactly.
-  const __m128i e = _mm_srli_epi64(bits, 52);
-  const __m128d two52 = _mm_set1_pd(4503599627370496.0);
-  const __m128d eD = _mm_sub_pd(_mm_castsi128_pd(_mm_or_si128(e, _mm_castpd_si128(two52))), two52);
-  const __m128d bias = _mm_or_pd(_mm_and_pd(_mm_castsi128_pd(lowHigh), _mm_set1_pd(1023.0)),
-                                 _mm_andnot_pd(_mm_castsi128_pd(lowHigh), _mm_set1_pd(1022.0)));
-  const __m128d k = _mm_sub_pd(eD, bias);
-  const __m128d oneD = _mm_set1_pd(1.0);
-  const __m128d s = _mm_div_pd(_mm_sub_pd(m, oneD), _mm_add_pd(m, oneD));
+// lnCore on two lanes, given m (exactly as lnCore forms it) and k as doubles.
+inline __m128d lnCore2(__m128d m, __m128d k) {
+  const __m128d one = _mm_set1_pd(1.0);
+  const __m128d s = _mm_div_pd(_mm_sub_pd(m, one), _mm_add_pd(m, one));
   const __m128d z = _mm_mul_pd(s, s);
   __m128d p = _mm_add_pd(_mm_set1_pd(kLnP3), _mm_mul_pd(z, _mm_set1_pd(kLnP4)));
   p = _mm_add_pd(_mm_set1_pd(kLnP2), _mm_mul_pd(z, p));
   p = _mm_add_pd(_mm_set1_pd(kLnP1), _mm_mul_pd(z, p));
   p = _mm_add_pd(_mm_set1_pd(kLnP0), _mm_mul_pd(z, p));
   return _mm_add_pd(_mm_mul_pd(k, _mm_set1_pd(kLn2)), _mm_mul_pd(s, p));
+}
+
+// Logarithm of four positive normal lanes; false (nothing stored) otherwise,
+// and the scalar rule takes the group with its special values and notes.
+// For a normal float the split of lnCore can be read off the single-precision
+// fields: the double's mantissa is the float's shifted up by 29 bits, so its
+// high word is below 0x3fe6a09e exactly when the float's mantissa is below
+// 0x3504f0, and m (with 24 significant bits) is exact as a float. k is the
+// float's biased exponent less 126, or less 127 when m is moved to [1, 2).
+inline bool ln4(float* p) {
+  const __m128i bits = _mm_castps_si128(_mm_loadu_ps(p));
+  // Normal positive patterns [0x00800000, 0x7f7fffff] are moved to the
+  // bottom of the signed range by the wrapping addition.
+  const __m128i moved = _mm_add_epi32(bits, splatInt(0x7f800000u));
+  const __m128i notNormal = _mm_cmpgt_epi32(moved, splatInt(0xfeffffffu));
+  if (_mm_movemask_ps(_mm_castsi128_ps(notNormal)) != 0) return false;
+  const __m128i mantissa = _mm_and_si128(bits, splatInt(0x007fffffu));
+  const __m128i low = _mm_cmplt_epi32(mantissa, splatInt(0x003504f0u));
+  const __m128i mBits = _mm_or_si128(_mm_or_si128(mantissa, splatInt(0x3f000000u)),
+                                     _mm_and_si128(low, splatInt(0x00800000u)));
+  // low is -1 where m moved up: k = e - 126 - 1 there.
+  const __m128i k = _mm_add_epi32(_mm_sub_epi32(_mm_srli_epi32(bits, 23), splatInt(126)), low);
+  const __m128 m = _mm_castsi128_ps(mBits);
+  const __m128d rLo = lnCore2(_mm_cvtps_pd(m), _mm_cvtepi32_pd(k));
+  const __m128d rHi = lnCore2(_mm_cvtps_pd(_mm_movehl_ps(m, m)),
+                              _mm_cvtepi32_pd(_mm_shuffle_epi32(k, _MM_SHUFFLE(1, 0, 3, 2))));
+  _mm_storeu_ps(p, _mm_movelh_ps(_mm_cvtpd_ps(rLo), _mm_cvtpd_ps(rHi)));
+  return true;
 }
 #endif
 
@@ -348,61 +350,40 @@ inline __m128d lnCore2(__m128d x) {
 void expRow(float* p, int width) {
   int x = 0;
 #if TPX_ISA >= TPX_ISA_SSE2
-  for (; x + 4 <= width; x += 4) _mm_storeu_ps(p + x, exp4(_mm_loadu_ps(p + x)));
+  for (; x + 4 <= width; x += 4) {
+    if (exp4(p + x)) continue;
+    for (int i = x; i < x + 4; ++i) store(p + i, expRule(load(p + i)));
+  }
 #endif
   for (; x < width; ++x) store(p + x, expRule(load(p + x)));
 }
 
-// Logarithm of a row of four or more; returns the row's note.
+// One element of a row of four or more: its value, and the note if it is
+// the first special argument of the row.
+inline void lnElement(float* p, TpxStatus* note) {
+  const float v = load(p);
+  const uint32_t bits = bitsOf(v);
+  const LnKind kind = lnKind(bits);
+  if (kind == kLnOrdinary) {
+    store(p, static_cast<float>(lnCore(v)));
+    return;
+  }
+  if (*note == tpxStsNoErr) *note = lnNote(kind);
+  store(p, lnSpecial(kind, bits));
+}
+
+// Logarithm of a row of four or more; returns the row's note. Elements are
+// visited left to right, so the first special argument sets the note.
 TpxStatus lnRow(float* p, int width) {
   TpxStatus note = tpxStsNoErr;
   int x = 0;
 #if TPX_ISA >= TPX_ISA_SSE2
-  const __m128 oneF = splat(kOneBits);
   for (; x + 4 <= width; x += 4) {
-    const __m128 v = _mm_loadu_ps(p + x);
-    const __m128i bits = _mm_castps_si128(v);
-    const __m128i negative = _mm_srai_epi32(bits, 31);
-    const __m128i zero = _mm_cmpeq_epi32(bits, _mm_setzero_si128());
-    const __m128i infOrNan = _mm_cmpgt_epi32(bits, splatInt(kPosInfBits - 1));
-    const __m128i special = _mm_or_si128(_mm_or_si128(negative, zero), infOrNan);
-    if (note == tpxStsNoErr) {
-      const int noted = _mm_movemask_ps(_mm_castsi128_ps(_mm_or_si128(negative, zero)));
-      if (noted != 0) {
-        // The leftmost noted lane decides.
-        const int lane = __builtin_ctz(static_cast<unsigned>(noted));
-        note = (_mm_movemask_ps(_mm_castsi128_ps(negative)) >> lane) & 1 ? tpxStsLnNegArg
-                                                                         : tpxStsLnZeroArg;
-      }
-    }
-    // Special lanes run the core on 1 and are replaced: negative gives the
-    // negative quiet NaN, +0 gives -Inf, +Inf stays, a positive NaN becomes
-    // the positive quiet NaN.
-    const __m128 safe = select(_mm_castsi128_ps(special), oneF, v);
-    const __m128 lo = _mm_cvtpd_ps(lnCore2(_mm_cvtps_pd(safe)));
-    const __m128 hi = _mm_cvtpd_ps(lnCore2(_mm_cvtps_pd(_mm_movehl_ps(safe, safe))));
-    const __m128 l = _mm_movelh_ps(lo, hi);
-    const __m128i isInf = _mm_cmpeq_epi32(bits, splatInt(kPosInfBits));
-    const __m128i specialValue = _mm_or_si128(
-        _mm_or_si128(_mm_and_si128(negative, splatInt(kNegQuietNanBits)),
-                     _mm_and_si128(zero, splatInt(kNegInfBits))),
-        _mm_and_si128(
-            _mm_andnot_si128(negative, infOrNan),
-            _mm_or_si128(splatInt(kPosInfBits), _mm_andnot_si128(isInf, splatInt(0x00400000u)))));
-    _mm_storeu_ps(p + x, select(_mm_castsi128_ps(special), _mm_castsi128_ps(specialValue), l));
+    if (ln4(p + x)) continue;
+    for (int i = x; i < x + 4; ++i) lnElement(p + i, &note);
   }
 #endif
-  for (; x < width; ++x) {
-    const float v = load(p + x);
-    const uint32_t bits = bitsOf(v);
-    const LnKind kind = lnKind(bits);
-    if (kind == kLnOrdinary) {
-      store(p + x, static_cast<float>(lnCore(v)));
-      continue;
-    }
-    if (note == tpxStsNoErr) note = lnNote(kind);
-    store(p + x, lnSpecial(kind, bits));
-  }
+  for (; x < width; ++x) lnElement(p + x, &note);
   return note;
 }
 
