@@ -103,10 +103,13 @@ void weightedRow(const Tpx8u* s, float* a, int width, double alpha) {
     const __m128d sHi = _mm_cvtepi32_pd(_mm_shuffle_epi32(s4, _MM_SHUFFLE(1, 0, 3, 2)));
     const __m128d rLo = _mm_add_pd(aLo, _mm_mul_pd(_mm_sub_pd(sLo, aLo), alpha2));
     const __m128d rHi = _mm_add_pd(aHi, _mm_mul_pd(_mm_sub_pd(sHi, aHi), alpha2));
-    const __m128 r4 = _mm_movelh_ps(_mm_cvtpd_ps(rLo), _mm_cvtpd_ps(rHi));
+    __m128 r4 = _mm_movelh_ps(_mm_cvtpd_ps(rLo), _mm_cvtpd_ps(rHi));
     const __m128 nan = _mm_cmpunord_ps(a4, a4);
-    const __m128 quietA = _mm_or_ps(a4, _mm_castsi128_ps(_mm_set1_epi32(kQuietBit)));
-    _mm_storeu_ps(a + x, _mm_or_ps(_mm_and_ps(nan, quietA), _mm_andnot_ps(nan, r4)));
+    if (_mm_movemask_ps(nan) != 0) {
+      const __m128 quietA = _mm_or_ps(a4, _mm_castsi128_ps(_mm_set1_epi32(kQuietBit)));
+      r4 = _mm_or_ps(_mm_and_ps(nan, quietA), _mm_andnot_ps(nan, r4));
+    }
+    _mm_storeu_ps(a + x, r4);
   }
 #endif
   for (; x < width; ++x) store(a + x, weightedRule(load(a + x), s[x], alpha));

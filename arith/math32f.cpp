@@ -350,9 +350,12 @@ inline bool ln4(float* p) {
 void expRow(float* p, int width) {
   int x = 0;
 #if TPX_ISA >= TPX_ISA_SSE2
-  for (; x + 4 <= width; x += 4) {
-    if (exp4(p + x)) continue;
-    for (int i = x; i < x + 4; ++i) store(p + i, expRule(load(p + i)));
+  // The inner loop runs on while the groups are ordinary and calls nothing,
+  // so that the constants of the core stay in registers across it.
+  while (x + 4 <= width) {
+    while (x + 4 <= width && exp4(p + x)) x += 4;
+    if (x + 4 > width) break;
+    for (const int end = x + 4; x < end; ++x) store(p + x, expRule(load(p + x)));
   }
 #endif
   for (; x < width; ++x) store(p + x, expRule(load(p + x)));
@@ -378,9 +381,11 @@ TpxStatus lnRow(float* p, int width) {
   TpxStatus note = tpxStsNoErr;
   int x = 0;
 #if TPX_ISA >= TPX_ISA_SSE2
-  for (; x + 4 <= width; x += 4) {
-    if (ln4(p + x)) continue;
-    for (int i = x; i < x + 4; ++i) lnElement(p + i, &note);
+  // As for Exp: an inner loop over ordinary groups that calls nothing.
+  while (x + 4 <= width) {
+    while (x + 4 <= width && ln4(p + x)) x += 4;
+    if (x + 4 > width) break;
+    for (const int end = x + 4; x < end; ++x) lnElement(p + x, &note);
   }
 #endif
   for (; x < width; ++x) lnElement(p + x, &note);
