@@ -6,7 +6,7 @@
 //
 // The plain sum is a single-precision addition: a byte converts exactly, and
 // the single sum of a float and a small integer is the exact sum rounded
-// once. The weighted form is documented as a double-precision expression
+// once. The weighted form is defined as a double-precision expression
 // rounded once at the end, which single-precision vectors cannot reproduce;
 // its vector path works on pairs of doubles (SSE2), and the SSE index runs
 // the generic entry.

@@ -113,7 +113,7 @@ const UnaryForm kUnaryForms[] = {{"Abs", tpxiAbs_32f_C1IR, true},
                                  {"Exp", tpxiExp_32f_C1IR, false},
                                  {"Ln", tpxiLn_32f_C1IR, false}};
 
-// Applies the documented rule to the raw bytes in place; expected status out.
+// Applies the rule to the raw bytes in place; returns the expected status.
 // Results the rule leaves open (which NaN comes out of Sqr or the C library,
 // the last bit of Exp) are checked against got here as well.
 TpxStatus checkUnaryRule(const std::string& name, std::vector<uint8_t> buffer, size_t origin,
@@ -475,7 +475,7 @@ TEST(Math32f, LnRowReportsItsFirstSpecialArgumentAndTheCallItsFirstReportingRow)
 }
 
 TEST(Math32f, LnPolynomialIsWithinOneUnitOfTheTrueValue) {
-  // The documented polynomial against the logarithm in long double, every
+  // The polynomial method against the logarithm in long double, every
   // 997th positive finite pattern; rows long enough to take it.
   std::vector<float> args;
   for (uint32_t u = 1; u < kPosInf; u += 997) args.push_back(fromBits(u));
