@@ -200,7 +200,8 @@ TPX_API void tpxsFree(void* ptr);
  * the FIRST source as the subtrahend or divisor. Sub, Mul, Add and the
  * constant forms examine no steps; Div, DivC and the unary functions refuse a
  * step below 1 (tpxStsStepErr). Warnings are returned after the whole image
- * has been written.
+ * has been written. Where Add or Mul meets two NaNs, the result is the first
+ * operand's (src1, srcDst, or the pixel of a constant form), quieted.
  * ------------------------------------------------------------------------- */
 
 TPX_API TpxStatus tpxiAdd_32f_C1R(const Tpx32f* pSrc1, int src1Step, const Tpx32f* pSrc2,

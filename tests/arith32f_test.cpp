@@ -429,4 +429,41 @@ TEST(Arith32f, DivCChecksInOrderAndWritesNothingOnError) {
   });
 }
 
+TEST(Arith32f, TwoNansGiveTheFirstOperandsNanQuieted) {
+  // The processor would return whichever NaN it was handed first; Add and Mul
+  // fix it to the first operand, in every lane and in the tail.
+  const uint32_t kFirst = 0x7fc12345u, kSecond = 0xffa00001u, kFirstSignalling = 0xff800123u;
+  const uint32_t kFirstQuieted = 0xffc00123u;
+  forEachVariant([&](int) {
+    for (uint32_t first : {kFirst, kFirstSignalling}) {
+      const uint32_t want = first == kFirst ? kFirst : kFirstQuieted;
+      std::vector<uint32_t> a(9, first), b(9, kSecond), d(9, 0);
+      for (Binary fn : {tpxiAdd_32f_C1R, tpxiMul_32f_C1R}) {
+        ASSERT_EQ(fn(reinterpret_cast<const float*>(a.data()), 36,
+                     reinterpret_cast<const float*>(b.data()), 36,
+                     reinterpret_cast<float*>(d.data()), 36, {9, 1}),
+                  tpxStsNoErr);
+        EXPECT_EQ(d, std::vector<uint32_t>(9, want));
+      }
+      for (InPlace fn : {tpxiAdd_32f_C1IR, tpxiMul_32f_C1IR}) {
+        std::vector<uint32_t> sd(9, first);
+        ASSERT_EQ(fn(reinterpret_cast<const float*>(b.data()), 36,
+                     reinterpret_cast<float*>(sd.data()), 36, {9, 1}),
+                  tpxStsNoErr);
+        EXPECT_EQ(sd, std::vector<uint32_t>(9, want));
+      }
+      std::vector<uint32_t> sd(9, first);
+      float value;
+      std::memcpy(&value, &kSecond, 4);
+      ASSERT_EQ(tpxiAddC_32f_C1IR(value, reinterpret_cast<float*>(sd.data()), 36, {9, 1}),
+                tpxStsNoErr);
+      EXPECT_EQ(sd, std::vector<uint32_t>(9, want));
+      sd.assign(9, first);
+      ASSERT_EQ(tpxiMulC_32f_C1IR(value, reinterpret_cast<float*>(sd.data()), 36, {9, 1}),
+                tpxStsNoErr);
+      EXPECT_EQ(sd, std::vector<uint32_t>(9, want));
+    }
+  });
+}
+
 }  // namespace
