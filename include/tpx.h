@@ -441,6 +441,73 @@ TPX_API TpxStatus tpxiCountInRange_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpxi
 TPX_API TpxStatus tpxiHistogramRange_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize,
                                              int* pHist, const Tpx32f* pLevels, int nLevels);
 
+/* ---------------------------------------------------------------------------
+ * Floating-point arithmetic and math functions (32f, one channel)
+ *
+ * Results are IEEE single precision, each rounded once. Two-image forms take
+ * the FIRST source as the subtrahend or divisor. Sub, Mul, Add and the
+ * constant forms examine no steps; Div, DivC and the unary functions refuse a
+ * step below 1 (tpxStsStepErr). Warnings are returned after the whole image
+ * has been written. Where Add or Mul meets two NaNs, the result is the first
+ * operand's (src1, srcDst, or the pixel of a constant form), quieted.
+ * ------------------------------------------------------------------------- */
+
+TPX_API TpxStatus tpxiAdd_32f_C1R(const Tpx32f* pSrc1, int src1Step, const Tpx32f* pSrc2,
+                                  int src2Step, Tpx32f* pDst, int dstStep, TpxiSize roiSize);
+TPX_API TpxStatus tpxiAdd_32f_C1IR(const Tpx32f* pSrc, int srcStep, Tpx32f* pSrcDst, int srcDstStep,
+                                   TpxiSize roiSize);
+/* dst = src2 - src1. */
+TPX_API TpxStatus tpxiSub_32f_C1R(const Tpx32f* pSrc1, int src1Step, const Tpx32f* pSrc2,
+                                  int src2Step, Tpx32f* pDst, int dstStep, TpxiSize roiSize);
+TPX_API TpxStatus tpxiMul_32f_C1R(const Tpx32f* pSrc1, int src1Step, const Tpx32f* pSrc2,
+                                  int src2Step, Tpx32f* pDst, int dstStep, TpxiSize roiSize);
+TPX_API TpxStatus tpxiMul_32f_C1IR(const Tpx32f* pSrc, int srcStep, Tpx32f* pSrcDst, int srcDstStep,
+                                   TpxiSize roiSize);
+/* dst = src2 / src1. A zero or NaN divisor stores +Inf (dividend > 0), the
+ * negative quiet NaN 0xffc00000 (dividend 0) or -Inf (dividend < 0 or NaN)
+ * and makes the status tpxStsDivByZero. */
+TPX_API TpxStatus tpxiDiv_32f_C1R(const Tpx32f* pSrc1, int src1Step, const Tpx32f* pSrc2,
+                                  int src2Step, Tpx32f* pDst, int dstStep, TpxiSize roiSize);
+/* srcDst = srcDst / src, with the zero-divisor rule of tpxiDiv_32f_C1R. */
+TPX_API TpxStatus tpxiDiv_32f_C1IR(const Tpx32f* pSrc, int srcStep, Tpx32f* pSrcDst, int srcDstStep,
+                                   TpxiSize roiSize);
+TPX_API TpxStatus tpxiAddC_32f_C1IR(Tpx32f value, Tpx32f* pSrcDst, int srcDstStep,
+                                    TpxiSize roiSize);
+TPX_API TpxStatus tpxiMulC_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f value, Tpx32f* pDst,
+                                   int dstStep, TpxiSize roiSize);
+TPX_API TpxStatus tpxiMulC_32f_C1IR(Tpx32f value, Tpx32f* pSrcDst, int srcDstStep,
+                                    TpxiSize roiSize);
+/* Multiplies by the single-precision reciprocal of value (which may differ
+ * from a true quotient in the last bit); value 0 or NaN: tpxStsDivByZeroErr. */
+TPX_API TpxStatus tpxiDivC_32f_C1IR(Tpx32f value, Tpx32f* pSrcDst, int srcDstStep,
+                                    TpxiSize roiSize);
+
+/* Clears the sign bit. Rows advance by srcDstStep rounded down to a multiple
+ * of 4 bytes (also for Sqr and Sqrt). */
+TPX_API TpxStatus tpxiAbs_32f_C1IR(Tpx32f* pSrcDst, int srcDstStep, TpxiSize roiSize);
+TPX_API TpxStatus tpxiSqr_32f_C1IR(Tpx32f* pSrcDst, int srcDstStep, TpxiSize roiSize);
+/* +0 and -0 are left alone; a negative or NaN argument stores 0xffc00000 and
+ * gives tpxStsSqrtNegArg. */
+TPX_API TpxStatus tpxiSqrt_32f_C1IR(Tpx32f* pSrcDst, int srcDstStep, TpxiSize roiSize);
+/* e^x; on rows of four or more, x >= 88.72284 gives +Inf and x <= -87.33655
+ * gives 0 (NaN gives a quiet NaN of its sign). Never a warning. Rows advance
+ * by srcDstStep unchanged (also for Ln). */
+TPX_API TpxStatus tpxiExp_32f_C1IR(Tpx32f* pSrcDst, int srcDstStep, TpxiSize roiSize);
+/* Natural logarithm. Sign bit set (-0 included): 0xffc00000, tpxStsLnNegArg;
+ * +0: -Inf, tpxStsLnZeroArg. A row reports the first of these it meets; the
+ * call returns the report of the first row that has one. */
+TPX_API TpxStatus tpxiLn_32f_C1IR(Tpx32f* pSrcDst, int srcDstStep, TpxiSize roiSize);
+
+/* Accumulation of an 8-bit image into a 32f one: srcDst += src. Steps must
+ * cover a row (tpxStsStepErr) and srcDstStep be a multiple of 4
+ * (tpxStsNotPixelStepErr). */
+TPX_API TpxStatus tpxiAdd_8u32f_C1IR(const Tpx8u* pSrc, int srcStep, Tpx32f* pSrcDst,
+                                     int srcDstStep, TpxiSize roiSize);
+/* Running average: srcDst = srcDst + (src - srcDst) * alpha, in double
+ * precision rounded once; alpha is not range-checked. Steps as above. */
+TPX_API TpxStatus tpxiAddWeighted_8u32f_C1IR(const Tpx8u* pSrc, int srcStep, Tpx32f* pSrcDst,
+                                             int srcDstStep, TpxiSize roiSize, Tpx32f alpha);
+
 #ifdef __cplusplus
 }
 #endif

@@ -47,9 +47,10 @@ TEST(Alloc, ImageStepIsRowLengthRoundedUpTo32) {
   struct Row {
     int elemSize, width, step;
   };
-  const Row kRows[] = {{1, 1, 32},  {1, 31, 32}, {1, 32, 32}, {1, 33, 64}, {1, 1920, 1920},
-                       {1, 1921, 1952}, {2, 1, 32}, {2, 16, 32}, {2, 17, 64}, {4, 1, 32},
-                       {4, 8, 32},  {4, 9, 64},  {4, 1000, 4000}, {4, 1001, 4032}};
+  const Row kRows[] = {{1, 1, 32},      {1, 31, 32},     {1, 32, 32}, {1, 33, 64},
+                       {1, 1920, 1920}, {1, 1921, 1952}, {2, 1, 32},  {2, 16, 32},
+                       {2, 17, 64},     {4, 1, 32},      {4, 8, 32},  {4, 9, 64},
+                       {4, 1000, 4000}, {4, 1001, 4032}};
   forEachVariant([&](int) {
     for (const ImageAllocator& a : kImageAllocators) {
       for (const Row& r : kRows) {

@@ -103,9 +103,9 @@ TEST(CpuClassify, EveryDocumentedRow) {
 }
 
 TEST(CpuClassify, TypeToIndexTable) {
-  const std::map<int, int> kListed = {
-      {0x05, 1}, {0x10, 1}, {0x11, 1}, {0x40, 1}, {0x06, 2}, {0x07, 2}, {0x09, 2},
-      {0x41, 2}, {0x08, 3}, {0x0a, 3}, {0x20, 3}, {0x42, 3}, {0x21, 4}, {0x22, 4}};
+  const std::map<int, int> kListed = {{0x05, 1}, {0x10, 1}, {0x11, 1}, {0x40, 1}, {0x06, 2},
+                                      {0x07, 2}, {0x09, 2}, {0x41, 2}, {0x08, 3}, {0x0a, 3},
+                                      {0x20, 3}, {0x42, 3}, {0x21, 4}, {0x22, 4}};
   for (int t = -70000; t <= 70000; t += (t > -300 && t < 300) ? 1 : 997) {
     const auto it = kListed.find(t);
     EXPECT_EQ(tpxCpuTypeToIndex(t), it == kListed.end() ? 0 : it->second) << t;
@@ -177,8 +177,8 @@ TEST(CpuDecode, MultiThreadedNeedsTheFlagAndTwoLogicalProcessors) {
     uint32_t logical;
     int expected;
   };
-  const Row kRows[] = {{true, 2, 1}, {true, 255, 1}, {true, 1, 0}, {true, 0, 0},
-                       {false, 2, 0}, {false, 16, 0}};
+  const Row kRows[] = {{true, 2, 1}, {true, 255, 1}, {true, 1, 0},
+                       {true, 0, 0}, {false, 2, 0},  {false, 16, 0}};
   for (const Row& r : kRows) {
     const TpxCpuidLeaves l = leaves(1, 0xf00, r.logical << 16, 0, r.ht ? 1u << 28 : 0);
     TpxCpuFeatures f;

@@ -1,10 +1,10 @@
 // The helpers must catch what they are there to catch.
+#include "tests/harness.h"
+
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
-
-#include "tests/harness.h"
 
 namespace {
 
@@ -15,7 +15,8 @@ TEST(Harness, GuardsCatchWritesJustOutsideEachRow) {
     int width, height, step;
   };
   // Tight, padded, odd, negative and zero steps of a 16-bit image.
-  const Case kCases[] = {{5, 3, 0}, {5, 3, 13}, {5, 3, 11}, {5, 3, -12}, {4, 3, Image<Tpx16s>::kZeroStep}};
+  const Case kCases[] = {
+      {5, 3, 0}, {5, 3, 13}, {5, 3, 11}, {5, 3, -12}, {4, 3, Image<Tpx16s>::kZeroStep}};
   for (const Case& c : kCases) {
     SCOPED_TRACE(c.step);
     Image<Tpx16s> img(c.width, c.height, c.step);
