@@ -27,6 +27,7 @@ int32_t gVariantIndex = 0;
   }                                                                                      \
   extern "C" ret name params { return tpx::table::name[tpx::gVariantIndex] args; }
 #include "core/exports.def"
+#include "core/internal.def"
 #undef TPX_EXPORT
 #undef TPX_EXPORT_SLOTS
 

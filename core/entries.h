@@ -1,6 +1,6 @@
 // Declarations of the variant entries of every dispatched export.
 //
-// For each line of core/exports.def, a function of the export's exact
+// For each line of core/exports.def (and core/internal.def), a function of the export's exact
 // signature is declared in each of the five variant namespaces. A family
 // source defines its entries with qualified names,
 //
@@ -15,6 +15,7 @@
 #ifndef TPX_CORE_ENTRIES_H
 #define TPX_CORE_ENTRIES_H
 
+#include "fft/engine.h"
 #include "tpx.h"
 
 #define TPX_EXPORT(ret, name, params, args) ret name params;
@@ -22,18 +23,23 @@
 
 namespace tpx::px {
 #include "core/exports.def"
+#include "core/internal.def"
 }
 namespace tpx::a6 {
 #include "core/exports.def"
+#include "core/internal.def"
 }
 namespace tpx::w7 {
 #include "core/exports.def"
+#include "core/internal.def"
 }
 namespace tpx::t7 {
 #include "core/exports.def"
+#include "core/internal.def"
 }
 namespace tpx::v8 {
 #include "core/exports.def"
+#include "core/internal.def"
 }
 
 #undef TPX_EXPORT
@@ -45,6 +51,7 @@ namespace tpx::v8 {
   extern const decltype(&::name) name[5];
 namespace tpx::table {
 #include "core/exports.def"
+#include "core/internal.def"
 }
 #undef TPX_EXPORT
 #undef TPX_EXPORT_SLOTS
