@@ -9,6 +9,7 @@ packages=(
   googletest libgtest-dev            # tests (the 32-bit build compiles GoogleTest from source)
   libbenchmark-dev                   # benchmarks
   libopencv-dev                      # test oracle and benchmark peer
+  libfftw3-dev                       # benchmark peer of the FFT engine
 )
 
 missing=()
