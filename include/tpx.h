@@ -508,6 +508,53 @@ TPX_API TpxStatus tpxiAdd_8u32f_C1IR(const Tpx8u* pSrc, int srcStep, Tpx32f* pSr
 TPX_API TpxStatus tpxiAddWeighted_8u32f_C1IR(const Tpx8u* pSrc, int srcStep, Tpx32f* pSrcDst,
                                              int srcDstStep, TpxiSize roiSize, Tpx32f alpha);
 
+/* ---------------------------------------------------------------------------
+ * Template matching
+ *
+ * For every placement of the template on the source, with X the sum of
+ * source x template over the window, S2 the window's sum of squares, S1 its
+ * sum, T2 the template's sum of squares, mean T and area A, and floors at
+ * eps = 0.0005:
+ *   Norm:        X / (sqrt(max(S2, eps)) * max(sqrt(T2), eps))
+ *   NormLevel:   X' / sqrt(max(S2 - S1^2/A, eps) * max(T2 - A T^2, eps)),
+ *                X' the correlation with the mean-removed template
+ *   SqrDistance: (S2 - 2X + T2) / (sqrt(max(S2, eps)) * max(sqrt(T2), eps))
+ * Output sizes: Full (srcW + tplW - 1) x (srcH + tplH - 1), anchored at
+ * (-(tplW - 1), -(tplH - 1)); Same srcW x srcH, anchored at
+ * (-(tplW / 2), -(tplH / 2)); Valid (srcW - tplW + 1) x (srcH - tplH + 1).
+ * Source pixels outside the region count as 0. Checks: null (-8), sizes
+ * below 1 or a template larger than the source in any mode (-6), steps
+ * below 1 (-14); -9 when scratch memory cannot be had.
+ * ------------------------------------------------------------------------- */
+
+TPX_API TpxStatus tpxiCrossCorrFull_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
+                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                    int dstStep);
+TPX_API TpxStatus tpxiCrossCorrSame_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
+                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                    int dstStep);
+TPX_API TpxStatus tpxiCrossCorrValid_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
+                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                    int dstStep);
+TPX_API TpxStatus tpxiCrossCorrFull_NormLevel_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
+                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                    int dstStep);
+TPX_API TpxStatus tpxiCrossCorrSame_NormLevel_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
+                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                    int dstStep);
+TPX_API TpxStatus tpxiCrossCorrValid_NormLevel_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
+                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                    int dstStep);
+TPX_API TpxStatus tpxiSqrDistanceFull_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
+                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                    int dstStep);
+TPX_API TpxStatus tpxiSqrDistanceSame_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
+                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                    int dstStep);
+TPX_API TpxStatus tpxiSqrDistanceValid_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
+                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                    int dstStep);
+
 #ifdef __cplusplus
 }
 #endif
