@@ -28,12 +28,6 @@ namespace {
 // ---------------------------------------------------------------------------
 // Scalar rules
 
-inline float fromBits(uint32_t bits) {
-  float f;
-  std::memcpy(&f, &bits, sizeof f);
-  return f;
-}
-
 constexpr uint32_t kPosInfBits = 0x7f800000u;
 constexpr uint32_t kNegInfBits = 0xff800000u;
 constexpr uint32_t kNegQuietNanBits = 0xffc00000u;

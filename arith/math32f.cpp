@@ -28,27 +28,6 @@ namespace {
 // ---------------------------------------------------------------------------
 // Scalar rules
 
-inline uint32_t bitsOf(float f) {
-  uint32_t u;
-  std::memcpy(&u, &f, sizeof u);
-  return u;
-}
-inline float fromBits(uint32_t u) {
-  float f;
-  std::memcpy(&f, &u, sizeof f);
-  return f;
-}
-inline uint64_t bitsOf(double d) {
-  uint64_t u;
-  std::memcpy(&u, &d, sizeof u);
-  return u;
-}
-inline double fromBits(uint64_t u) {
-  double d;
-  std::memcpy(&d, &u, sizeof d);
-  return d;
-}
-
 constexpr uint32_t kSignBit = 0x80000000u;
 constexpr uint32_t kPosInfBits = 0x7f800000u;
 constexpr uint32_t kNegInfBits = 0xff800000u;

@@ -15,6 +15,7 @@
 #define TPX_CORE_IMAGE_H
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <type_traits>
 
@@ -41,6 +42,28 @@ inline T load(const T* p) {
 template <typename T>
 inline void store(T* p, T v) {
   std::memcpy(p, &v, sizeof(T));
+}
+
+// Bit patterns of floating-point values and back.
+inline uint32_t bitsOf(float f) {
+  uint32_t u;
+  std::memcpy(&u, &f, sizeof u);
+  return u;
+}
+inline float fromBits(uint32_t u) {
+  float f;
+  std::memcpy(&f, &u, sizeof f);
+  return f;
+}
+inline uint64_t bitsOf(double d) {
+  uint64_t u;
+  std::memcpy(&u, &d, sizeof u);
+  return u;
+}
+inline double fromBits(uint64_t u) {
+  double d;
+  std::memcpy(&d, &u, sizeof d);
+  return d;
 }
 
 // True when rows of rowBytes bytes follow each other without a gap, so that
