@@ -312,6 +312,45 @@ TPX_API TpxStatus tpxiMulC_8u_C1IRSfs(Tpx8u value, Tpx8u* pSrcDst, int srcDstSte
 TPX_API TpxStatus tpxiMulC_16s_C1IRSfs(Tpx16s value, Tpx16s* pSrcDst, int srcDstStep,
                                        TpxiSize roiSize, int scaleFactor);
 
+/* ---------------------------------------------------------------------------
+ * Linear filters
+ *
+ * True convolution: dst(x, y) = sum over kernel rows i and columns j of
+ * K[i][j] * src(x + anchor.x - j, y + anchor.y - i), K stored row by row. No
+ * border is generated: every source pixel the kernel reaches, also outside
+ * the region, is read from the caller's memory. Anchors are not checked and
+ * may lie anywhere. Rows advance by step / element size (rounded down).
+ * Checks: null pointers (-8), sizes below 1 (-6), then the divisor (-51,
+ * 8u and 16s), then steps (-14) as noted per function.
+ * ------------------------------------------------------------------------- */
+
+/* 32-bit integer sum, then divisor 1: as is; 2^s: (sum + 2^(s-1)) >> s for a
+ * positive sum; else sum * (float)(1/divisor) + 0.5 truncated for a positive
+ * product; saturated to 0..255. srcStep >= width + kernel width - 1. */
+TPX_API TpxStatus tpxiFilter_8u_C1R(const Tpx8u* pSrc, int srcStep, Tpx8u* pDst, int dstStep,
+                                    TpxiSize roiSize, const Tpx32s* pKernel, TpxiSize kernelSize,
+                                    TpxiPoint anchor, int divisor);
+/* Taps (float)K * (float)(1/divisor); the sum rounded half away from zero and
+ * saturated. Checks the kernel and divisor, allocates its scratch taps (-9),
+ * then checks the images. */
+TPX_API TpxStatus tpxiFilter_16s_C1R(const Tpx16s* pSrc, int srcStep, Tpx16s* pDst, int dstStep,
+                                     TpxiSize roiSize, const Tpx32s* pKernel, TpxiSize kernelSize,
+                                     TpxiPoint anchor, int divisor);
+/* The generic variant sums in extended precision and rounds once; the vector
+ * variants sum in single precision. */
+TPX_API TpxStatus tpxiFilter_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstStep,
+                                     TpxiSize roiSize, const Tpx32f* pKernel, TpxiSize kernelSize,
+                                     TpxiPoint anchor);
+/* dst(x, y) = sum over j of K[j] * src(x + xAnchor - j, y). */
+TPX_API TpxStatus tpxiFilterRow_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst,
+                                        int dstStep, TpxiSize roiSize, const Tpx32f* pKernel,
+                                        int kernelSize, int xAnchor);
+/* dst(x, y) = sum over i of K[i] * src(x, y + yAnchor - i); the step check
+ * ignores the kernel length (srcStep, dstStep >= 4 * width). */
+TPX_API TpxStatus tpxiFilterColumn_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst,
+                                           int dstStep, TpxiSize roiSize, const Tpx32f* pKernel,
+                                           int kernelSize, int yAnchor);
+
 #ifdef __cplusplus
 }
 #endif
