@@ -33,7 +33,7 @@
 #include "core/alloc.h"
 #include "core/image.h"
 
-#if TPX_VARIANT <= 2
+#if TPX_VARIANT != 3
 
 namespace tpx::TPX_NS {
 namespace {
@@ -307,24 +307,114 @@ inline Tpx32f sum1x32f(const Frame<Tpx32f>& f, const Tpx32f* pKernel, int x, int
 }
 
 // Returns false (nothing written) when the tap table could not be had.
-bool filterVector32f(const Frame<Tpx32f>& f, const Tpx32f* pKernel) {
-  TapTable table(int64_t(f.kw) * f.kh);
-  if (!table.ok()) return false;
-  __m128* taps = table.as<__m128>();
-  broadcastTaps32f(pKernel, f.kw, f.kh, taps);
-  for (int y = 0; y < f.height; ++y) {
+// Rows y and y+1 together, 16 pixels each: source row y+s is neighbourhood
+// row s of the upper pixels and row s-1 of the lower ones, so each source
+// vector is loaded once for both. Each pixel still adds its terms in the
+// single-row order, so pairing rows changes no result.
+// kKw > 0 fixes the kernel width at compile time (the common small kernels,
+// fully unrolled); 0 takes it from kw.
+template <int kKw, bool kUpper, bool kLower>
+inline void twoRowStep(const Tpx32f* src, const __m128* tu, const __m128* tl, int kw, __m128 u[4],
+                       __m128 l[4]) {
+  const int n = kKw > 0 ? kKw : kw;
+  for (int c = 0; c < n; ++c) {
+    const __m128 v0 = _mm_loadu_ps(src + c), v1 = _mm_loadu_ps(src + c + 4);
+    const __m128 v2 = _mm_loadu_ps(src + c + 8), v3 = _mm_loadu_ps(src + c + 12);
+    if constexpr (kUpper) {
+      const __m128 k = tu[c];
+      u[0] = _mm_add_ps(u[0], _mm_mul_ps(v0, k));
+      u[1] = _mm_add_ps(u[1], _mm_mul_ps(v1, k));
+      u[2] = _mm_add_ps(u[2], _mm_mul_ps(v2, k));
+      u[3] = _mm_add_ps(u[3], _mm_mul_ps(v3, k));
+    }
+    if constexpr (kLower) {
+      const __m128 k = tl[c];
+      l[0] = _mm_add_ps(l[0], _mm_mul_ps(v0, k));
+      l[1] = _mm_add_ps(l[1], _mm_mul_ps(v1, k));
+      l[2] = _mm_add_ps(l[2], _mm_mul_ps(v2, k));
+      l[3] = _mm_add_ps(l[3], _mm_mul_ps(v3, k));
+    }
+  }
+}
+
+template <int kKw>
+inline void sums16x32fTwoRows(const Frame<Tpx32f>& f, const __m128* taps, int x, int y, __m128 u[4],
+                              __m128 l[4]) {
+  u[0] = u[1] = u[2] = u[3] = l[0] = l[1] = l[2] = l[3] = _mm_setzero_ps();
+  const Tpx32f* src = f.origin + ptrdiff_t(y) * f.srcStride + x;
+  twoRowStep<kKw, true, false>(src, taps, nullptr, f.kw, u, l);
+  for (int s = 1; s < f.kh; ++s) {
+    twoRowStep<kKw, true, true>(src + s * f.srcStride, taps + ptrdiff_t(s) * f.kw,
+                                taps + ptrdiff_t(s - 1) * f.kw, f.kw, u, l);
+  }
+  twoRowStep<kKw, false, true>(src + f.kh * f.srcStride, nullptr, taps + ptrdiff_t(f.kh - 1) * f.kw,
+                               f.kw, u, l);
+}
+
+inline void store16x32f(Tpx32f* d, const __m128 v[4]) {
+  _mm_storeu_ps(d, v[0]);
+  _mm_storeu_ps(d + 4, v[1]);
+  _mm_storeu_ps(d + 8, v[2]);
+  _mm_storeu_ps(d + 12, v[3]);
+}
+
+// Pixels from x on of row y: groups of 4, then one at a time.
+inline void finishRow32f(const Frame<Tpx32f>& f, const __m128* taps, const Tpx32f* pKernel, int x,
+                         int y) {
+  Tpx32f* d = f.dst + ptrdiff_t(y) * f.dstStride;
+  for (; x + 4 <= f.width; x += 4) _mm_storeu_ps(d + x, sums4x32f(f, taps, x, y));
+  for (; x < f.width; ++x) store(d + x, sum1x32f(f, pKernel, x, y));
+}
+
+template <int kKw>
+void filterRows32f(const Frame<Tpx32f>& f, const __m128* taps, const Tpx32f* pKernel) {
+  int y = 0;
+  for (; y + 2 <= f.height; y += 2) {
+    Tpx32f* d = f.dst + ptrdiff_t(y) * f.dstStride;
+    int x = 0;
+    for (; x + 16 <= f.width; x += 16) {
+      __m128 u[4], l[4];
+      sums16x32fTwoRows<kKw>(f, taps, x, y, u, l);
+      store16x32f(d + x, u);
+      store16x32f(d + f.dstStride + x, l);
+    }
+    finishRow32f(f, taps, pKernel, x, y);
+    finishRow32f(f, taps, pKernel, x, y + 1);
+  }
+  if (y < f.height) {
     Tpx32f* d = f.dst + ptrdiff_t(y) * f.dstStride;
     int x = 0;
     for (; x + 16 <= f.width; x += 16) {
       __m128 acc[4];
       sums16x32f(f, taps, x, y, acc);
-      _mm_storeu_ps(d + x, acc[0]);
-      _mm_storeu_ps(d + x + 4, acc[1]);
-      _mm_storeu_ps(d + x + 8, acc[2]);
-      _mm_storeu_ps(d + x + 12, acc[3]);
+      store16x32f(d + x, acc);
     }
-    for (; x + 4 <= f.width; x += 4) _mm_storeu_ps(d + x, sums4x32f(f, taps, x, y));
-    for (; x < f.width; ++x) store(d + x, sum1x32f(f, pKernel, x, y));
+    finishRow32f(f, taps, pKernel, x, y);
+  }
+}
+
+// Returns false (nothing written) when the tap table could not be had.
+bool filterVector32f(const Frame<Tpx32f>& f, const Tpx32f* pKernel) {
+  TapTable table(int64_t(f.kw) * f.kh);
+  if (!table.ok()) return false;
+  __m128* taps = table.as<__m128>();
+  broadcastTaps32f(pKernel, f.kw, f.kh, taps);
+  switch (f.kw) {
+    case 1:
+      filterRows32f<1>(f, taps, pKernel);
+      break;
+    case 3:
+      filterRows32f<3>(f, taps, pKernel);
+      break;
+    case 5:
+      filterRows32f<5>(f, taps, pKernel);
+      break;
+    case 7:
+      filterRows32f<7>(f, taps, pKernel);
+      break;
+    default:
+      filterRows32f<0>(f, taps, pKernel);
+      break;
   }
   return true;
 }
@@ -435,8 +525,8 @@ inline void sums8u(const Frame<Tpx8u>& f, const PairTaps& p, int x, int y, __m12
   }
 }
 
-// The divisor plan on four sums; the result is within 0..2^31-1 and is
-// saturated to 0..255 by the packs that follow.
+// The divisor plan on four sums, before saturation: the signed packs that
+// follow clamp to 0..255, as the scalar rule does.
 inline __m128i scale8u(__m128i s, const DivisorPlan& plan) {
   switch (plan.mode) {
     case DivisorPlan::kNone:
@@ -449,28 +539,112 @@ inline __m128i scale8u(__m128i s, const DivisorPlan& plan) {
       return _mm_and_si128(v, positive);
     }
     default: {
-      // max(t, 0) stands for "p <= 0 gives 0": such a p has t <= 0.5.
+      // |reciprocal| <= 1, so t = sum x reciprocal + 0.5 stays within
+      // (-2^31, 2^31) and cvttpd2dq never overflows; the packs that follow
+      // saturate, and a p <= 0 gives trunc(t) <= 0, which they turn into 0.
       const __m128d rec = _mm_set1_pd(double(plan.reciprocal));
-      const __m128d half = _mm_set1_pd(0.5), lo = _mm_setzero_pd(), hi = _mm_set1_pd(255.0);
-      __m128d t0 = _mm_add_pd(_mm_mul_pd(_mm_cvtepi32_pd(s), rec), half);
-      __m128d t1 = _mm_add_pd(_mm_mul_pd(_mm_cvtepi32_pd(_mm_unpackhi_epi64(s, s)), rec), half);
-      t0 = _mm_min_pd(_mm_max_pd(t0, lo), hi);
-      t1 = _mm_min_pd(_mm_max_pd(t1, lo), hi);
+      const __m128d half = _mm_set1_pd(0.5);
+      const __m128d t0 = _mm_add_pd(_mm_mul_pd(_mm_cvtepi32_pd(s), rec), half);
+      const __m128d t1 =
+          _mm_add_pd(_mm_mul_pd(_mm_cvtepi32_pd(_mm_unpackhi_epi64(s, s)), rec), half);
       return _mm_unpacklo_epi64(_mm_cvttpd_epi32(t0), _mm_cvttpd_epi32(t1));
     }
   }
 }
 
-template <bool kWide>
+#if TPX_ISA >= TPX_ISA_SSSE3
+
+// SSSE3: pmaddubsw multiplies the interleaved source bytes by signed 8-bit
+// taps directly, two terms per 16-bit lane. Exact when every tap fits 8 bits
+// and the two taps of a lane have |k0| + |k1| <= 128 (no saturation), and the
+// 16-bit running sums can be wrapped freely when the whole sum lies in a
+// window of 65536: 255 x sum|k| <= 65535, with the least possible sum, low =
+// 255 x (sum of negative taps), added back after widening. Any two terms may
+// share a lane (integer sums do not depend on the order), so the taps are
+// paired across columns and rows alike and zero taps are dropped.
+struct BytePairs {
+  static constexpr int kMax = 64;
+  __m128i taps[kMax];
+  ptrdiff_t offA[kMax], offB[kMax];  // element offsets in the neighbourhood
+  int count;
+  int32_t low;
+};
+
+bool buildBytePairs(const Frame<Tpx8u>& f, const Tpx32s* pKernel, BytePairs* bp) {
+  int64_t absSum = 0, negSum = 0;
+  bp->count = 0;
+  bool pending = false;
+  int32_t pk = 0;
+  ptrdiff_t poff = 0;
+  const auto emit = [bp](ptrdiff_t offA, int32_t kA, ptrdiff_t offB, int32_t kB) {
+    if (bp->count == BytePairs::kMax) return false;
+    const int word = int(uint8_t(int8_t(kA))) | (int(uint8_t(int8_t(kB))) << 8);
+    bp->taps[bp->count] = _mm_set1_epi16(static_cast<short>(word));
+    bp->offA[bp->count] = offA;
+    bp->offB[bp->count] = offB;
+    ++bp->count;
+    return true;
+  };
+  for (int r = 0; r < f.kh; ++r) {
+    for (int c = 0; c < f.kw; ++c) {
+      const int32_t k = load(pKernel + ptrdiff_t(f.kh - 1 - r) * f.kw + (f.kw - 1 - c));
+      if (k == 0) continue;
+      if (k < -128 || k > 127) return false;
+      absSum += k < 0 ? -k : k;
+      if (k < 0) negSum += k;
+      if (255 * absSum > 65535) return false;
+      const ptrdiff_t off = r * f.srcStride + c;
+      const int32_t both = (pk < 0 ? -pk : pk) + (k < 0 ? -k : k);
+      if (pending && both <= 128) {
+        if (!emit(poff, pk, off, k)) return false;
+        pending = false;
+      } else {
+        if (pending && !emit(poff, pk, poff, 0)) return false;
+        pk = k;
+        poff = off;
+        pending = true;
+      }
+    }
+  }
+  if (pending && !emit(poff, pk, poff, 0)) return false;
+  bp->low = static_cast<int32_t>(255 * negSum);
+  return true;
+}
+
+inline void sums16Bytes(const Frame<Tpx8u>& f, const BytePairs& bp, int x, int y, __m128i acc[4]) {
+  const Tpx8u* base = f.origin + ptrdiff_t(y) * f.srcStride + x;
+  __m128i lo = _mm_setzero_si128(), hi = lo;
+  for (int i = 0; i < bp.count; ++i) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + bp.offA[i]));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + bp.offB[i]));
+    lo = _mm_add_epi16(lo, _mm_maddubs_epi16(_mm_unpacklo_epi8(a, b), bp.taps[i]));
+    hi = _mm_add_epi16(hi, _mm_maddubs_epi16(_mm_unpackhi_epi8(a, b), bp.taps[i]));
+  }
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i low16 = _mm_set1_epi16(static_cast<short>(bp.low));
+  const __m128i low32 = _mm_set1_epi32(bp.low);
+  lo = _mm_sub_epi16(lo, low16);
+  hi = _mm_sub_epi16(hi, low16);
+  acc[0] = _mm_add_epi32(_mm_unpacklo_epi16(lo, zero), low32);
+  acc[1] = _mm_add_epi32(_mm_unpackhi_epi16(lo, zero), low32);
+  acc[2] = _mm_add_epi32(_mm_unpacklo_epi16(hi, zero), low32);
+  acc[3] = _mm_add_epi32(_mm_unpackhi_epi16(hi, zero), low32);
+}
+
+#endif  // TPX_ISA >= TPX_ISA_SSSE3
+
+// sums16(x, y, acc) gives the sums of pixels x .. x+15; groups of four and
+// the last pixels take the pair path and the scalar rule.
+template <bool kWide, typename Sums16>
 void filterRows8u(const Frame<Tpx8u>& f, const Tpx32s* pKernel, const PairTaps& p,
-                  const DivisorPlan& plan) {
+                  const DivisorPlan& plan, Sums16 sums16) {
   const auto finish = [&plan](uint32_t s) { return finish8u(s, plan); };
   for (int y = 0; y < f.height; ++y) {
     Tpx8u* d = f.dst + ptrdiff_t(y) * f.dstStride;
     int x = 0;
     for (; x + 16 <= f.width; x += 16) {
       __m128i acc[4];
-      sums8u<16, kWide>(f, p, x, y, acc);
+      sums16(x, y, acc);
       const __m128i w0 = _mm_packs_epi32(scale8u(acc[0], plan), scale8u(acc[1], plan));
       const __m128i w1 = _mm_packs_epi32(scale8u(acc[2], plan), scale8u(acc[3], plan));
       _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x), _mm_packus_epi16(w0, w1));
@@ -497,12 +671,26 @@ bool filterVector8u(const Frame<Tpx8u>& f, const Tpx32s* pKernel, const DivisorP
   const PairTaps p{taps, wide ? taps + rows : nullptr, pairs};
   buildPairTaps(pKernel, f.kw, f.kh, p);
   if (wide) {
-    filterRows8u<true>(f, pKernel, p, plan);
-  } else {
-    filterRows8u<false>(f, pKernel, p, plan);
+    filterRows8u<true>(f, pKernel, p, plan,
+                       [&](int x, int y, __m128i* acc) { sums8u<16, true>(f, p, x, y, acc); });
+    return true;
   }
+#if TPX_ISA >= TPX_ISA_SSSE3
+  BytePairs bp;
+  if (buildBytePairs(f, pKernel, &bp)) {
+    filterRows8u<false>(f, pKernel, p, plan,
+                        [&](int x, int y, __m128i* acc) { sums16Bytes(f, bp, x, y, acc); });
+    return true;
+  }
+#endif
+  filterRows8u<false>(f, pKernel, p, plan,
+                      [&](int x, int y, __m128i* acc) { sums8u<16, false>(f, p, x, y, acc); });
   return true;
 }
+
+#endif  // TPX_ISA >= TPX_ISA_SSE2
+
+#if TPX_VARIANT == 2
 
 // 16s: the double sums of the vector path equal the generic long double sums
 // when they are exact. Every product s x t (16-bit s, float t) is a multiple
@@ -616,7 +804,7 @@ bool filterVector16s(const Frame<Tpx16s>& f, const Tpx32f* pTaps) {
   return true;
 }
 
-#endif  // TPX_ISA >= TPX_ISA_SSE2
+#endif  // TPX_VARIANT == 2
 
 // ----- Kernels per type, for this variant ----------------------------------------
 
@@ -642,7 +830,7 @@ TpxStatus filter32f(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstStep, 
 
 // ----- Entries -------------------------------------------------------------------
 
-#if TPX_VARIANT == 0 || TPX_VARIANT == 2
+#if TPX_VARIANT == 0 || TPX_VARIANT == 2 || TPX_VARIANT == 4
 
 TpxStatus tpx::TPX_NS::tpxiFilter_8u_C1R(const Tpx8u* pSrc, int srcStep, Tpx8u* pDst, int dstStep,
                                          TpxiSize roiSize, const Tpx32s* pKernel,
@@ -660,6 +848,10 @@ TpxStatus tpx::TPX_NS::tpxiFilter_8u_C1R(const Tpx8u* pSrc, int srcStep, Tpx8u* 
   filterGeneric(f, pKernel, [&plan](uint32_t s) { return finish8u(s, plan); });
   return tpxStsNoErr;
 }
+
+#endif  // TPX_VARIANT == 0 || TPX_VARIANT == 2 || TPX_VARIANT == 4
+
+#if TPX_VARIANT == 0 || TPX_VARIANT == 2
 
 // The divisor goes into the taps, so the inner filter needs float scratch
 // taps; they are taken before the images are looked at and released on every
@@ -691,7 +883,7 @@ TpxStatus tpx::TPX_NS::tpxiFilter32f_16s_C1R(const Tpx16s* pSrc, int srcStep, Tp
   if (stepsBad(srcStep, dstStep, roiSize, kernelSize.width, 2)) return tpxStsStepErr;
   const Frame<Tpx16s> f = makeFrame(pSrc, srcStep, pDst, dstStep, roiSize, kernelSize.width,
                                     kernelSize.height, anchor.x, anchor.y);
-#if TPX_ISA >= TPX_ISA_SSE2
+#if TPX_VARIANT == 2
   if (filterVector16s(f, pTaps)) return tpxStsNoErr;
 #endif
   filterGeneric(f, pTaps, finish16s);
@@ -737,4 +929,4 @@ TpxStatus tpx::TPX_NS::tpxiFilterColumn_32f_C1R(const Tpx32f* pSrc, int srcStep,
 
 #endif  // TPX_VARIANT <= 1
 
-#endif  // TPX_VARIANT <= 2
+#endif  // TPX_VARIANT != 3

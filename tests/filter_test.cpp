@@ -181,6 +181,49 @@ TEST(Filter8u, WideTapsAndWrappingSums) {
   }
 }
 
+// Kernels of small taps (8-bit, few in all) with mixed signs, taps that
+// cannot share a 16-bit lane (|k0| + |k1| > 128), zero taps, and many taps:
+// sums computed in narrow lanes must still be the exact 32-bit sums.
+TEST(Filter8u, SmallTapKernels) {
+  struct Kernel {
+    KernelShape shape;
+    std::vector<int32_t> taps;
+  };
+  std::vector<Kernel> kernels = {
+      {{3, 3, 1, 1}, {127, -128, 1, 0, 0, 0, 0, 0, 1}},
+      {{3, 3, 0, 2}, {-128, -127, 0, 0, 1, 0, 0, 0, -1}},
+      {{2, 2, 1, 1}, {100, 100, -28, 28}},
+      {{5, 5, 2, 2}, std::vector<int32_t>(25, 10)},
+      {{5, 5, 2, 2}, std::vector<int32_t>(25, -10)},
+      {{7, 7, 3, 3}, std::vector<int32_t>(49, 5)},
+      {{11, 11, 5, 5}, std::vector<int32_t>(121, -2)},
+      {{15, 15, 7, 7}, std::vector<int32_t>(225, 1)},  // more pairs than a lane table holds
+  };
+  for (int i = 0; i < 49; i += 3) kernels[5].taps[size_t(i)] = -5;
+  const int divisors[] = {1, 4, 9, -1, -3};
+  int n = 0;
+  for (const Kernel& k : kernels) {
+    for (int divisor : divisors) {
+      for (int w : {1, 4, 15, 16, 17, 33, 50}) {
+        Bordered<Tpx8u> src(w, 3, k.shape, 1);
+        src.img.fillRandom(uint32_t(++n), 0, 255);
+        const Outcome generic = expectVariantsMatchGeneric([&] {
+          Image<Tpx8u> dst(w, 3, w + 3);
+          return run(tpxiFilter_8u_C1R(src.roi(), src.img.step(), dst.ptr(), dst.step(), dst.size(),
+                                       k.taps.data(), {k.shape.kw, k.shape.kh},
+                                       {k.shape.ax, k.shape.ay}, divisor),
+                     dst);
+        });
+        Image<Tpx8u> expected(w, 3, w + 3);
+        expected.fill(
+            [&](int x, int y) { return scale8u(sum8u(src, k.taps, k.shape, x, y), divisor); });
+        EXPECT_EQ(tpxtest::firstDifference(run(0, expected), generic), "")
+            << k.shape.kw << "x" << k.shape.kh << " divisor " << divisor << " width " << w;
+      }
+    }
+  }
+}
+
 // One pixel whose sum is set through a 1x1 kernel {sum / src} or a 1x2
 // kernel, checked against the documented examples in every variant.
 TEST(Filter8u, DivisorExamples) {
