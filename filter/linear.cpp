@@ -317,6 +317,7 @@ template <int kKw, bool kUpper, bool kLower>
 inline void twoRowStep(const Tpx32f* src, const __m128* tu, const __m128* tl, int kw, __m128 u[4],
                        __m128 l[4]) {
   const int n = kKw > 0 ? kKw : kw;
+#pragma GCC unroll 8
   for (int c = 0; c < n; ++c) {
     const __m128 v0 = _mm_loadu_ps(src + c), v1 = _mm_loadu_ps(src + c + 4);
     const __m128 v2 = _mm_loadu_ps(src + c + 8), v3 = _mm_loadu_ps(src + c + 12);
