@@ -15,16 +15,19 @@
 //        sum of src x tap is rounded half away from zero and saturated.
 //   32f  generic: the sum kept in long double and rounded once.
 //
-// Vector paths take groups of 16 (then 4) adjacent destination pixels, with
-// each tap loaded once per group:
-//   8u   SSE2 pmaddwd on pairs of adjacent taps; integer sums are the same
-//        whatever the order, so the bytes equal the generic ones.
+// Vector paths take groups of adjacent destination pixels (16, or 8 for 16s,
+// then 4), with each tap loaded once per group:
+//   8u   SSE2 pmaddwd on pairs of adjacent taps; at the SSSE3 level, kernels
+//        of small taps multiply the bytes directly (pmaddubsw) in 16-bit
+//        lanes. Integer sums are the same whatever the order, so the bytes
+//        equal the generic ones.
 //   16s  SSE2 double sums. They are exact, and so equal to the generic long
 //        double sums, whenever every partial sum fits 53 bits; that is decided
 //        once per call from the taps (exactSumsInDouble), and kernels that do
 //        not qualify run the generic loop in every variant.
-//   32f  SSE single-precision sums in the same order: they differ from the
-//        extended-precision generic result by float rounding only.
+//   32f  SSE single-precision sums in the same order, two rows per pass: they
+//        differ from the extended-precision generic result by float rounding
+//        only.
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -33,6 +36,8 @@
 #include "core/alloc.h"
 #include "core/image.h"
 
+// Copies built: generic (0), SSE (1: 32f), SSE2 (2: 8u and 16s, also serving
+// index 3) and SSSE3 (4: 8u). The SSE3 level adds nothing a filter can use.
 #if TPX_VARIANT != 3
 
 namespace tpx::TPX_NS {
