@@ -28,6 +28,7 @@
 //   32f  SSE single-precision sums in the same order, two rows per pass: they
 //        differ from the extended-precision generic result by float rounding
 //        only.
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -95,8 +96,11 @@ inline long double term(Tpx32f s, Tpx32f t) {
 #if TPX_VARIANT != 1
 
 // The divisor plan of the 8u filter.
+// kReciprocalSingle is the vector paths' own: the reciprocal mode evaluated
+// in single precision, used only where it was checked to round every
+// possible sum as the double rule does (singleRoundsAlike).
 struct DivisorPlan {
-  enum Mode { kNone = 0, kShift = 1, kReciprocal = 2 } mode;
+  enum Mode { kNone = 0, kShift = 1, kReciprocal = 2, kReciprocalSingle = 3 } mode;
   int shift;
   int addend;
   float reciprocal;
@@ -555,7 +559,39 @@ inline __m128i scale8u(__m128i s, const DivisorPlan& plan) {
           _mm_add_pd(_mm_mul_pd(_mm_cvtepi32_pd(_mm_unpackhi_epi64(s, s)), rec), half);
       return _mm_unpacklo_epi64(_mm_cvttpd_epi32(t0), _mm_cvttpd_epi32(t1));
     }
+    case DivisorPlan::kReciprocalSingle: {
+      const __m128 t = _mm_add_ps(_mm_mul_ps(_mm_cvtepi32_ps(s), _mm_set1_ps(plan.reciprocal)),
+                                  _mm_set1_ps(0.5f));
+      return _mm_cvttps_epi32(t);
+    }
   }
+}
+
+// Whether the reciprocal mode gives the same bytes in single precision for
+// every sum this kernel can produce. Sums lie within [255 x negative taps,
+// 255 x positive taps]; kept within 2^24 they are exact as floats and never
+// wrap. Rounding is monotonic, so a sum whose exact product is <= 0 or >= 256
+// saturates alike either way; only the sums with a product in (0, 256) can
+// differ, and they are tried one by one. Worth it only for images that are
+// large beside that count.
+bool singleRoundsAlike(const Tpx32s* pKernel, int64_t n, float r, int64_t pixels) {
+  int64_t lo = 0, hi = 0;
+  for (int64_t i = 0; i < n; ++i) {
+    const int64_t k = load(pKernel + i);
+    (k < 0 ? lo : hi) += 255 * k;
+    if (-lo > (1 << 24) || hi > (1 << 24)) return false;
+  }
+  const double reach = 256.0 / std::fabs(double(r)) + 1.0;
+  const int64_t from = r > 0 ? 1 : std::max(lo, -static_cast<int64_t>(reach));
+  const int64_t to = r > 0 ? std::min(hi, static_cast<int64_t>(reach)) : -1;
+  if (to - from > 65536 || pixels < 16 * (to - from)) return false;
+  const auto clamp = [](int64_t v) { return v < 0 ? 0 : v > 255 ? 255 : v; };
+  for (int64_t sum = from; sum <= to; ++sum) {
+    const int64_t exact = static_cast<int64_t>(double(sum) * double(r) + 0.5);
+    const int64_t single = static_cast<int64_t>(float(sum) * r + 0.5f);
+    if (clamp(exact) != clamp(single)) return false;
+  }
+  return true;
 }
 
 #if TPX_ISA >= TPX_ISA_SSSE3
@@ -666,8 +702,12 @@ void filterRows8u(const Frame<Tpx8u>& f, const Tpx32s* pKernel, const PairTaps& 
   }
 }
 
-bool filterVector8u(const Frame<Tpx8u>& f, const Tpx32s* pKernel, const DivisorPlan& plan) {
+bool filterVector8u(const Frame<Tpx8u>& f, const Tpx32s* pKernel, DivisorPlan plan) {
   const int64_t n = int64_t(f.kw) * f.kh;
+  if (plan.mode == DivisorPlan::kReciprocal &&
+      singleRoundsAlike(pKernel, n, plan.reciprocal, int64_t(f.width) * f.height)) {
+    plan.mode = DivisorPlan::kReciprocalSingle;
+  }
   const bool wide = !tapsFit16(pKernel, n);
   const int pairs = (f.kw + 1) / 2;
   const int64_t rows = int64_t(pairs) * f.kh;

@@ -224,6 +224,33 @@ TEST(Filter8u, SmallTapKernels) {
   }
 }
 
+// Images large enough for the vector paths to evaluate the reciprocal in
+// single precision where that was found to round like the double rule (for
+// 1/9, say), and to keep double where it does not (1/100 rounds 50 x 0.01f
+// differently).
+TEST(Filter8u, ReciprocalOnLargeImages) {
+  const std::vector<std::vector<int32_t>> kernels = {
+      {1, 1, 1, 1, 1, 1, 1, 1, 1}, {1, 2, 1, 2, 4, 2, 1, 2, 1}, {-1, 3, -1, 2, 5, 2, -1, 3, -1}};
+  const KernelShape k{3, 3, 1, 1};
+  const int w = 241, h = 160;
+  Bordered<Tpx8u> src(w, h, k, 5);
+  src.img.fillRandom(99, 0, 255);
+  for (const auto& kernel : kernels) {
+    for (int divisor : {9, 3, -9, 7, 100, 6, 1000}) {
+      const Outcome generic = expectVariantsMatchGeneric([&] {
+        Image<Tpx8u> dst(w, h);
+        return run(tpxiFilter_8u_C1R(src.roi(), src.img.step(), dst.ptr(), dst.step(), dst.size(),
+                                     kernel.data(), {3, 3}, {1, 1}, divisor),
+                   dst);
+      });
+      Image<Tpx8u> expected(w, h);
+      expected.fill([&](int x, int y) { return scale8u(sum8u(src, kernel, k, x, y), divisor); });
+      EXPECT_EQ(tpxtest::firstDifference(run(0, expected), generic), "")
+          << "kernel " << kernel[1] << " divisor " << divisor;
+    }
+  }
+}
+
 // One pixel whose sum is set through a 1x1 kernel {sum / src} or a 1x2
 // kernel, checked against the documented examples in every variant.
 TEST(Filter8u, DivisorExamples) {
