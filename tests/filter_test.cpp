@@ -2,6 +2,7 @@
 // from the rule (flipped kernel, divisor plan, rounding and saturation), the
 // documented edge cases, argument-check order, step rounding and untouched
 // bytes.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
