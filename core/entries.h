@@ -17,6 +17,8 @@
 
 #include "fft/engine.h"
 #include "tpx.h"
+// Internal operations that are dispatched like exports but not exported.
+#include "filter/linear.h"
 
 #define TPX_EXPORT(ret, name, params, args) ret name params;
 #define TPX_EXPORT_SLOTS(ret, name, params, args, s0, s1, s2, s3, s4) ret name params;

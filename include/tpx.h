@@ -222,21 +222,21 @@ TPX_API TpxStatus tpxiSet_32s_C1R(Tpx32s value, Tpx32s* pDst, int dstStep, TpxiS
 TPX_API TpxStatus tpxiSet_32f_C1R(Tpx32f value, Tpx32f* pDst, int dstStep, TpxiSize roiSize);
 
 /* Exact widening conversions. */
-TPX_API TpxStatus tpxiConvert_8u16s_C1R(const Tpx8u* pSrc, int srcStep, Tpx16s* pDst,
-                                        int dstStep, TpxiSize roiSize);
-TPX_API TpxStatus tpxiConvert_8u32f_C1R(const Tpx8u* pSrc, int srcStep, Tpx32f* pDst,
-                                        int dstStep, TpxiSize roiSize);
-TPX_API TpxStatus tpxiConvert_16s32f_C1R(const Tpx16s* pSrc, int srcStep, Tpx32f* pDst,
-                                         int dstStep, TpxiSize roiSize);
+TPX_API TpxStatus tpxiConvert_8u16s_C1R(const Tpx8u* pSrc, int srcStep, Tpx16s* pDst, int dstStep,
+                                        TpxiSize roiSize);
+TPX_API TpxStatus tpxiConvert_8u32f_C1R(const Tpx8u* pSrc, int srcStep, Tpx32f* pDst, int dstStep,
+                                        TpxiSize roiSize);
+TPX_API TpxStatus tpxiConvert_16s32f_C1R(const Tpx16s* pSrc, int srcStep, Tpx32f* pDst, int dstStep,
+                                         TpxiSize roiSize);
 /* Saturates to 0..255. */
-TPX_API TpxStatus tpxiConvert_16s8u_C1R(const Tpx16s* pSrc, int srcStep, Tpx8u* pDst,
-                                        int dstStep, TpxiSize roiSize);
+TPX_API TpxStatus tpxiConvert_16s8u_C1R(const Tpx16s* pSrc, int srcStep, Tpx8u* pDst, int dstStep,
+                                        TpxiSize roiSize);
 /* Float to integer: v >= hi gives hi; otherwise anything not above lo (NaN
  * included) gives lo; otherwise v is rounded as roundMode says. */
-TPX_API TpxStatus tpxiConvert_32f8u_C1R(const Tpx32f* pSrc, int srcStep, Tpx8u* pDst,
-                                        int dstStep, TpxiSize roiSize, TpxRoundMode roundMode);
-TPX_API TpxStatus tpxiConvert_32f16s_C1R(const Tpx32f* pSrc, int srcStep, Tpx16s* pDst,
-                                         int dstStep, TpxiSize roiSize, TpxRoundMode roundMode);
+TPX_API TpxStatus tpxiConvert_32f8u_C1R(const Tpx32f* pSrc, int srcStep, Tpx8u* pDst, int dstStep,
+                                        TpxiSize roiSize, TpxRoundMode roundMode);
+TPX_API TpxStatus tpxiConvert_32f16s_C1R(const Tpx32f* pSrc, int srcStep, Tpx16s* pDst, int dstStep,
+                                         TpxiSize roiSize, TpxRoundMode roundMode);
 
 /* ---------------------------------------------------------------------------
  * Scaled integer arithmetic (Sfs)
@@ -261,8 +261,8 @@ TPX_API TpxStatus tpxiAdd_16s_C1RSfs(const Tpx16s* pSrc1, int src1Step, const Tp
                                      int src2Step, Tpx16s* pDst, int dstStep, TpxiSize roiSize,
                                      int scaleFactor);
 /* srcDst = srcDst + src */
-TPX_API TpxStatus tpxiAdd_8u_C1IRSfs(const Tpx8u* pSrc, int srcStep, Tpx8u* pSrcDst,
-                                     int srcDstStep, TpxiSize roiSize, int scaleFactor);
+TPX_API TpxStatus tpxiAdd_8u_C1IRSfs(const Tpx8u* pSrc, int srcStep, Tpx8u* pSrcDst, int srcDstStep,
+                                     TpxiSize roiSize, int scaleFactor);
 TPX_API TpxStatus tpxiAdd_16s_C1IRSfs(const Tpx16s* pSrc, int srcStep, Tpx16s* pSrcDst,
                                       int srcDstStep, TpxiSize roiSize, int scaleFactor);
 /* dst = src2 - src1 */
@@ -273,8 +273,8 @@ TPX_API TpxStatus tpxiSub_16s_C1RSfs(const Tpx16s* pSrc1, int src1Step, const Tp
                                      int src2Step, Tpx16s* pDst, int dstStep, TpxiSize roiSize,
                                      int scaleFactor);
 /* srcDst = srcDst * src */
-TPX_API TpxStatus tpxiMul_8u_C1IRSfs(const Tpx8u* pSrc, int srcStep, Tpx8u* pSrcDst,
-                                     int srcDstStep, TpxiSize roiSize, int scaleFactor);
+TPX_API TpxStatus tpxiMul_8u_C1IRSfs(const Tpx8u* pSrc, int srcStep, Tpx8u* pSrcDst, int srcDstStep,
+                                     TpxiSize roiSize, int scaleFactor);
 TPX_API TpxStatus tpxiMul_16s_C1IRSfs(const Tpx16s* pSrc, int srcStep, Tpx16s* pSrcDst,
                                       int srcDstStep, TpxiSize roiSize, int scaleFactor);
 /* dst = src2 / src1, quotient in double rounded to nearest even. A zero
@@ -288,13 +288,13 @@ TPX_API TpxStatus tpxiDiv_16s_C1RSfs(const Tpx16s* pSrc1, int src1Step, const Tp
                                      int src2Step, Tpx16s* pDst, int dstStep, TpxiSize roiSize,
                                      int scaleFactor);
 /* srcDst = srcDst / src */
-TPX_API TpxStatus tpxiDiv_8u_C1IRSfs(const Tpx8u* pSrc, int srcStep, Tpx8u* pSrcDst,
-                                     int srcDstStep, TpxiSize roiSize, int scaleFactor);
+TPX_API TpxStatus tpxiDiv_8u_C1IRSfs(const Tpx8u* pSrc, int srcStep, Tpx8u* pSrcDst, int srcDstStep,
+                                     TpxiSize roiSize, int scaleFactor);
 TPX_API TpxStatus tpxiDiv_16s_C1IRSfs(const Tpx16s* pSrc, int srcStep, Tpx16s* pSrcDst,
                                       int srcDstStep, TpxiSize roiSize, int scaleFactor);
 /* srcDst = srcDst + value; returns at once for value 0 and scaleFactor 0. */
-TPX_API TpxStatus tpxiAddC_8u_C1IRSfs(Tpx8u value, Tpx8u* pSrcDst, int srcDstStep,
-                                      TpxiSize roiSize, int scaleFactor);
+TPX_API TpxStatus tpxiAddC_8u_C1IRSfs(Tpx8u value, Tpx8u* pSrcDst, int srcDstStep, TpxiSize roiSize,
+                                      int scaleFactor);
 TPX_API TpxStatus tpxiAddC_16s_C1IRSfs(Tpx16s value, Tpx16s* pSrcDst, int srcDstStep,
                                        TpxiSize roiSize, int scaleFactor);
 /* srcDst = srcDst - value */
@@ -304,11 +304,10 @@ TPX_API TpxStatus tpxiSubC_16s_C1IRSfs(Tpx16s value, Tpx16s* pSrcDst, int srcDst
  * scaleFactor 0 copies through tpxiCopy_8u_C1R / tpxiCopy_16s_C1R. */
 TPX_API TpxStatus tpxiMulC_8u_C1RSfs(const Tpx8u* pSrc, int srcStep, Tpx8u value, Tpx8u* pDst,
                                      int dstStep, TpxiSize roiSize, int scaleFactor);
-TPX_API TpxStatus tpxiMulC_16s_C1RSfs(const Tpx16s* pSrc, int srcStep, Tpx16s value,
-                                      Tpx16s* pDst, int dstStep, TpxiSize roiSize,
+TPX_API TpxStatus tpxiMulC_16s_C1RSfs(const Tpx16s* pSrc, int srcStep, Tpx16s value, Tpx16s* pDst,
+                                      int dstStep, TpxiSize roiSize, int scaleFactor);
+TPX_API TpxStatus tpxiMulC_8u_C1IRSfs(Tpx8u value, Tpx8u* pSrcDst, int srcDstStep, TpxiSize roiSize,
                                       int scaleFactor);
-TPX_API TpxStatus tpxiMulC_8u_C1IRSfs(Tpx8u value, Tpx8u* pSrcDst, int srcDstStep,
-                                      TpxiSize roiSize, int scaleFactor);
 TPX_API TpxStatus tpxiMulC_16s_C1IRSfs(Tpx16s value, Tpx16s* pSrcDst, int srcDstStep,
                                        TpxiSize roiSize, int scaleFactor);
 
@@ -527,33 +526,81 @@ TPX_API TpxStatus tpxiAddWeighted_8u32f_C1IR(const Tpx8u* pSrc, int srcStep, Tpx
  * below 1 (-14); -9 when scratch memory cannot be had.
  * ------------------------------------------------------------------------- */
 
-TPX_API TpxStatus tpxiCrossCorrFull_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
-                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
-                    int dstStep);
-TPX_API TpxStatus tpxiCrossCorrSame_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
-                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
-                    int dstStep);
-TPX_API TpxStatus tpxiCrossCorrValid_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
-                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
-                    int dstStep);
-TPX_API TpxStatus tpxiCrossCorrFull_NormLevel_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
-                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
-                    int dstStep);
-TPX_API TpxStatus tpxiCrossCorrSame_NormLevel_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
-                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
-                    int dstStep);
-TPX_API TpxStatus tpxiCrossCorrValid_NormLevel_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
-                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
-                    int dstStep);
-TPX_API TpxStatus tpxiSqrDistanceFull_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
-                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
-                    int dstStep);
-TPX_API TpxStatus tpxiSqrDistanceSame_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
-                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
-                    int dstStep);
-TPX_API TpxStatus tpxiSqrDistanceValid_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize srcRoiSize,
-                    const Tpx32f* pTpl, int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
-                    int dstStep);
+TPX_API TpxStatus tpxiCrossCorrFull_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep,
+                                                 TpxiSize srcRoiSize, const Tpx32f* pTpl,
+                                                 int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                                                 int dstStep);
+TPX_API TpxStatus tpxiCrossCorrSame_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep,
+                                                 TpxiSize srcRoiSize, const Tpx32f* pTpl,
+                                                 int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                                                 int dstStep);
+TPX_API TpxStatus tpxiCrossCorrValid_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep,
+                                                  TpxiSize srcRoiSize, const Tpx32f* pTpl,
+                                                  int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                                                  int dstStep);
+TPX_API TpxStatus tpxiCrossCorrFull_NormLevel_32f_C1R(const Tpx32f* pSrc, int srcStep,
+                                                      TpxiSize srcRoiSize, const Tpx32f* pTpl,
+                                                      int tplStep, TpxiSize tplRoiSize,
+                                                      Tpx32f* pDst, int dstStep);
+TPX_API TpxStatus tpxiCrossCorrSame_NormLevel_32f_C1R(const Tpx32f* pSrc, int srcStep,
+                                                      TpxiSize srcRoiSize, const Tpx32f* pTpl,
+                                                      int tplStep, TpxiSize tplRoiSize,
+                                                      Tpx32f* pDst, int dstStep);
+TPX_API TpxStatus tpxiCrossCorrValid_NormLevel_32f_C1R(const Tpx32f* pSrc, int srcStep,
+                                                       TpxiSize srcRoiSize, const Tpx32f* pTpl,
+                                                       int tplStep, TpxiSize tplRoiSize,
+                                                       Tpx32f* pDst, int dstStep);
+TPX_API TpxStatus tpxiSqrDistanceFull_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep,
+                                                   TpxiSize srcRoiSize, const Tpx32f* pTpl,
+                                                   int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                                                   int dstStep);
+TPX_API TpxStatus tpxiSqrDistanceSame_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep,
+                                                   TpxiSize srcRoiSize, const Tpx32f* pTpl,
+                                                   int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                                                   int dstStep);
+TPX_API TpxStatus tpxiSqrDistanceValid_Norm_32f_C1R(const Tpx32f* pSrc, int srcStep,
+                                                    TpxiSize srcRoiSize, const Tpx32f* pTpl,
+                                                    int tplStep, TpxiSize tplRoiSize, Tpx32f* pDst,
+                                                    int dstStep);
+
+/* ---------------------------------------------------------------------------
+ * Linear filters
+ *
+ * True convolution: dst(x, y) = sum over kernel rows i and columns j of
+ * K[i][j] * src(x + anchor.x - j, y + anchor.y - i), K stored row by row. No
+ * border is generated: every source pixel the kernel reaches, also outside
+ * the region, is read from the caller's memory. Anchors are not checked and
+ * may lie anywhere. Rows advance by step / element size (rounded down).
+ * Checks: null pointers (-8), sizes below 1 (-6), then the divisor (-51,
+ * 8u and 16s), then steps (-14) as noted per function.
+ * ------------------------------------------------------------------------- */
+
+/* 32-bit integer sum, then divisor 1: as is; 2^s: (sum + 2^(s-1)) >> s for a
+ * positive sum; else sum * (float)(1/divisor) + 0.5 truncated for a positive
+ * product; saturated to 0..255. srcStep >= width + kernel width - 1. */
+TPX_API TpxStatus tpxiFilter_8u_C1R(const Tpx8u* pSrc, int srcStep, Tpx8u* pDst, int dstStep,
+                                    TpxiSize roiSize, const Tpx32s* pKernel, TpxiSize kernelSize,
+                                    TpxiPoint anchor, int divisor);
+/* Taps (float)K * (float)(1/divisor); the sum rounded half away from zero and
+ * saturated. Checks the kernel and divisor, allocates its scratch taps (-9),
+ * then checks the images. */
+TPX_API TpxStatus tpxiFilter_16s_C1R(const Tpx16s* pSrc, int srcStep, Tpx16s* pDst, int dstStep,
+                                     TpxiSize roiSize, const Tpx32s* pKernel, TpxiSize kernelSize,
+                                     TpxiPoint anchor, int divisor);
+/* The generic variant sums in extended precision and rounds once; the vector
+ * variants sum in single precision. */
+TPX_API TpxStatus tpxiFilter_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstStep,
+                                     TpxiSize roiSize, const Tpx32f* pKernel, TpxiSize kernelSize,
+                                     TpxiPoint anchor);
+/* dst(x, y) = sum over j of K[j] * src(x + xAnchor - j, y). */
+TPX_API TpxStatus tpxiFilterRow_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstStep,
+                                        TpxiSize roiSize, const Tpx32f* pKernel, int kernelSize,
+                                        int xAnchor);
+/* dst(x, y) = sum over i of K[i] * src(x, y + yAnchor - i); the step check
+ * ignores the kernel length (srcStep, dstStep >= 4 * width). */
+TPX_API TpxStatus tpxiFilterColumn_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst,
+                                           int dstStep, TpxiSize roiSize, const Tpx32f* pKernel,
+                                           int kernelSize, int yAnchor);
 
 #ifdef __cplusplus
 }
