@@ -5,12 +5,13 @@ namespace {
 
 constexpr int kBlockRows = 20;
 
-template <bool kSquares>
+// kClipped: some windows reach past the tile, where pixels count as 0.
+template <bool kSquares, bool kClipped>
 void windowSums(const Tpx32f* tile, int stride, TpxiSize extent, TpxiSize tpl, Tpx32f* dst,
                 int dstStride, TpxiSize out) {
-  // A tile pixel, 0 outside the tile.
   auto pix = [&](int x, int y) -> long double {
-    return x < extent.width && y < extent.height ? tile[static_cast<int64_t>(y) * stride + x] : 0;
+    if (kClipped && (x >= extent.width || y >= extent.height)) return 0;
+    return tile[static_cast<int64_t>(y) * stride + x];
   };
   auto term = [](long double v) { return kSquares ? v * v : v; };
   // The change when a window edge moves from leaving pixel b to entering a:
@@ -43,6 +44,19 @@ void windowSums(const Tpx32f* tile, int stride, TpxiSize extent, TpxiSize tpl, T
         at(x, y) = static_cast<Tpx32f>(static_cast<long double>(at(x, y - 1)) + delta);
       }
     }
+  }
+}
+
+template <bool kSquares>
+void windowSums(const Tpx32f* tile, int stride, TpxiSize extent, TpxiSize tpl, Tpx32f* dst,
+                int dstStride, TpxiSize out) {
+  // The same arithmetic either way; the bounds tests only where needed.
+  const bool clipped = int64_t(out.width) + tpl.width - 1 > extent.width ||
+                       int64_t(out.height) + tpl.height - 1 > extent.height;
+  if (clipped) {
+    windowSums<kSquares, true>(tile, stride, extent, tpl, dst, dstStride, out);
+  } else {
+    windowSums<kSquares, false>(tile, stride, extent, tpl, dst, dstStride, out);
   }
 }
 
