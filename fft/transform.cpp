@@ -248,19 +248,118 @@ void radix4Pass(Tpx32f* a, int64_t m, int64_t q, const Tpx32f* table, bool inver
   }
 }
 
-// The butterflies on data already in bit-reversed order.
-void butterflies(Tpx32f* a, const Kernel& k, bool inverse) {
+// Out of place, the bit reversal is fused with the first pass: the first
+// pass's inputs are gathered from their reversed positions and its results
+// written in order, the same operations on the same values as reversing
+// first and then running the pass in place.
+void reverseWithFirstPass(const Tpx32f* src, Tpx32f* dst, const Kernel& k, bool inverse) {
   const int64_t m = int64_t(1) << k.order;
-  if (k.order % 2) radix2Pass(a, m);
-  const Tpx32f* table = k.twiddles;
-  for (int64_t length = firstRadix4Length(k.order); length <= m; length *= 4) {
-    const int64_t q = length / 4;
-    if (q == 1) {
-      radix4FirstPass(a, m, inverse);
-    } else {
-      radix4Pass(a, m, q, table, inverse);
-      table += 12 * q;
+  const int32_t* rev = k.reversal;
+  if (k.order % 2) {
+    // Radix 2: the partner of reversed index r is r + m/2.
+    const int64_t half = m / 2;
+    int64_t g = 0;
+#if TPX_ISA >= TPX_ISA_SSE
+    for (; g + 2 <= half; g += 2) {
+      const Tpx32f* a = src + 2 * int64_t(rev[2 * g]);
+      const Tpx32f* b = src + 2 * int64_t(rev[2 * g + 2]);
+      const __m128 x =
+          _mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(a)),
+                       reinterpret_cast<const __m64*>(b));
+      const __m128 y =
+          _mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(a + 2 * half)),
+                       reinterpret_cast<const __m64*>(b + 2 * half));
+      const __m128 s = _mm_add_ps(x, y), d = _mm_sub_ps(x, y);
+      _mm_storeu_ps(dst + 4 * g, _mm_movelh_ps(s, d));
+      _mm_storeu_ps(dst + 4 * g + 4, _mm_movehl_ps(d, s));
     }
+#endif
+    for (; g < half; ++g) {
+      const Tpx32f* a = src + 2 * int64_t(rev[2 * g]);
+      const Tpx32f* b = a + 2 * half;
+      Tpx32f* p = dst + 4 * g;
+      const Tpx32f r0 = a[0], i0 = a[1], r1 = b[0], i1 = b[1];
+      p[0] = r0 + r1;
+      p[1] = i0 + i1;
+      p[2] = r0 - r1;
+      p[3] = i0 - i1;
+    }
+    return;
+  }
+  // Radix 4 without factors: reversed positions r, r + m/2, r + m/4, r + 3m/4.
+  const int64_t half = m / 2, quarter = m / 4;
+  for (int64_t g = 0; g < m / 4; ++g) {
+    const Tpx32f* x0 = src + 2 * int64_t(rev[4 * g]);
+    const Tpx32f* x1 = x0 + 2 * half;
+    const Tpx32f* x2 = x0 + 2 * quarter;
+    const Tpx32f* x3 = x0 + 2 * (half + quarter);
+    Tpx32f* p = dst + 8 * g;
+#if TPX_ISA >= TPX_ISA_SSE
+    const __m128 rotate = inverse ? realSigns() : imagSigns();
+    const __m128 x =
+        _mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(x0)),
+                     reinterpret_cast<const __m64*>(x2));  // [x0 x2]
+    const __m128 y =
+        _mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(x1)),
+                     reinterpret_cast<const __m64*>(x3));  // [x1 x3]
+    const __m128 s = _mm_add_ps(x, y), d = _mm_sub_ps(x, y);
+    const __m128 u0u1 = _mm_movelh_ps(s, d);
+    const __m128 u3 = _mm_movehl_ps(d, d);
+    const __m128 mm = _mm_xor_ps(swapPairs(u3), rotate);
+    const __m128 u2m = _mm_movelh_ps(_mm_movehl_ps(s, s), mm);
+    _mm_storeu_ps(p, _mm_add_ps(u0u1, u2m));
+    _mm_storeu_ps(p + 4, _mm_sub_ps(u0u1, u2m));
+#else
+    const Tpx32f u0r = x0[0] + x1[0], u0i = x0[1] + x1[1];
+    const Tpx32f u1r = x0[0] - x1[0], u1i = x0[1] - x1[1];
+    const Tpx32f u2r = x2[0] + x3[0], u2i = x2[1] + x3[1];
+    const Tpx32f u3r = x2[0] - x3[0], u3i = x2[1] - x3[1];
+    const Tpx32f mr = inverse ? -u3i : u3i, mi = inverse ? u3r : -u3r;
+    p[0] = u0r + u2r;
+    p[1] = u0i + u2i;
+    p[2] = u1r + mr;
+    p[3] = u1i + mi;
+    p[4] = u0r - u2r;
+    p[5] = u0i - u2i;
+    p[6] = u1r - mr;
+    p[7] = u1i - mi;
+#endif
+  }
+}
+
+// Passes up to this length run block by block, each block of complex
+// values (32 KiB) staying in the first-level cache through all of them; the
+// longer passes then run over the whole array. Each butterfly is computed
+// exactly as in a pass-by-pass order: the blocking only reorders
+// independent butterflies.
+constexpr int64_t kBlockPoints = 4096;
+
+// The butterflies on data in bit-reversed order; with firstDone the first
+// pass has been run already (by reverseWithFirstPass).
+void butterflies(Tpx32f* a, const Kernel& k, bool inverse, bool firstDone = false) {
+  const int64_t m = int64_t(1) << k.order;
+  const int64_t block = m < kBlockPoints ? m : kBlockPoints;
+  const Tpx32f* table = k.twiddles;
+  for (int64_t base = 0; base < m; base += block) {
+    Tpx32f* b = a + 2 * base;
+    if (k.order % 2 && !firstDone) radix2Pass(b, block);
+    table = k.twiddles;
+    for (int64_t length = firstRadix4Length(k.order); length <= block; length *= 4) {
+      const int64_t q = length / 4;
+      if (q == 1) {
+        if (!firstDone) radix4FirstPass(b, block, inverse);
+      } else {
+        radix4Pass(b, block, q, table, inverse);
+        table += 12 * q;
+      }
+    }
+  }
+  int64_t length = firstRadix4Length(k.order);
+  while (length <= block) length *= 4;
+  for (; length <= m; length *= 4) {
+    const int64_t q = length / 4;
+    radix4Pass(a, m, q, table, inverse);
+    table += 12 * q;
   }
 }
 
@@ -271,6 +370,17 @@ void scaleAll(Tpx32f* a, int64_t n, Tpx32f scale) {
   for (; i + 4 <= n; i += 4) _mm_storeu_ps(a + i, _mm_mul_ps(_mm_loadu_ps(a + i), s));
 #endif
   for (; i < n; ++i) a[i] = a[i] * scale;
+}
+
+// The complex kernel from src (natural order) into dst.
+void transformComplex(const Tpx32f* src, Tpx32f* dst, const Kernel& k, bool inverse) {
+  if (src != dst) {
+    reverseWithFirstPass(src, dst, k, inverse);
+    butterflies(dst, k, inverse, true);
+  } else {
+    bitReverse(dst, dst, k);
+    butterflies(dst, k, inverse);
+  }
 }
 
 Kernel kernelOf(const TpxFftSpec* spec, bool real) {
@@ -374,8 +484,7 @@ void realForward(const Tpx32f* src, Tpx32f* dst, const TpxFftSpec* spec) {
   }
   const int64_t m = n / 2;
   const Kernel k = kernelOf(spec, true);
-  bitReverse(src, dst, k);
-  butterflies(dst, k, false);
+  transformComplex(src, dst, k, false);
   if (spec->scaleFwd) scaleAll(dst, n, spec->scale);
   splitForward(dst, m, spec->postTable);
   // R0, R(N/2), R1, I1, ... into Pack order R0, R1, I1, ..., R(N/2).
@@ -410,8 +519,7 @@ void complexTransform(const Tpx32f* src, Tpx32f* dst, const TpxFftSpec* spec, bo
     return;
   }
   const Kernel k = kernelOf(spec, false);
-  bitReverse(src, dst, k);
-  butterflies(dst, k, inverse);
+  transformComplex(src, dst, k, inverse);
   if (scaled) scaleAll(dst, 2 * n, spec->scale);
 }
 
@@ -455,36 +563,42 @@ inline const Tpx32f* rowOf(const Tpx32f* base, int step, int64_t y) {
   return reinterpret_cast<const Tpx32f*>(reinterpret_cast<const char*>(base) + y * step);
 }
 
-// One real column: gathered, transformed, scattered.
+// One real column: gathered into the buffer, transformed out of place into
+// its second half (so the bit reversal fuses with the first pass), scattered.
 void realColumn(const Tpx32f* src, int srcStep, Tpx32f* dst, int dstStep, int64_t x, int64_t ny,
                 const TpxFftSpec* plan, Tpx32f* buffer, bool inverse) {
-  for (int64_t y = 0; y < ny; ++y) buffer[y] = rowOf(src, srcStep, y)[x];
+  Tpx32f* gathered = buffer;
+  Tpx32f* transformed = buffer + ny;
+  for (int64_t y = 0; y < ny; ++y) gathered[y] = rowOf(src, srcStep, y)[x];
   if (inverse) {
-    realInverse(buffer, buffer, plan);
+    realInverse(gathered, transformed, plan);
   } else {
-    realForward(buffer, buffer, plan);
+    realForward(gathered, transformed, plan);
   }
-  for (int64_t y = 0; y < ny; ++y) rowOf(dst, dstStep, y)[x] = buffer[y];
+  for (int64_t y = 0; y < ny; ++y) rowOf(dst, dstStep, y)[x] = transformed[y];
 }
 
 // The interior column pairs (2k-1, 2k), k = 1 .. nx/2 - 1, as complex
-// columns, four pairs (eight floats of every row) at a time.
+// columns, four pairs (eight floats of every row) at a time: gathered into
+// four arrays, transformed into four more, scattered.
 void complexColumns(const Tpx32f* src, int srcStep, Tpx32f* dst, int dstStep, int64_t nx,
                     int64_t ny, const TpxFftSpec* plan, Tpx32f* buffer, bool inverse) {
   const int64_t pairs = nx / 2 - 1;
+  Tpx32f* gathered = buffer;
+  Tpx32f* transformed = buffer + 8 * ny;
   for (int64_t first = 0; first < pairs; first += 4) {
     const int64_t count = pairs - first < 4 ? pairs - first : 4;
     const int64_t x0 = 2 * first + 1;
     for (int64_t y = 0; y < ny; ++y) {
       const Tpx32f* r = rowOf(src, srcStep, y) + x0;
-      for (int64_t c = 0; c < count; ++c) copyComplex(r + 2 * c, buffer + 2 * (c * ny + y));
+      for (int64_t c = 0; c < count; ++c) copyComplex(r + 2 * c, gathered + 2 * (c * ny + y));
     }
     for (int64_t c = 0; c < count; ++c) {
-      complexTransform(buffer + 2 * c * ny, buffer + 2 * c * ny, plan, inverse);
+      complexTransform(gathered + 2 * c * ny, transformed + 2 * c * ny, plan, inverse);
     }
     for (int64_t y = 0; y < ny; ++y) {
       Tpx32f* r = rowOf(dst, dstStep, y) + x0;
-      for (int64_t c = 0; c < count; ++c) copyComplex(buffer + 2 * (c * ny + y), r + 2 * c);
+      for (int64_t c = 0; c < count; ++c) copyComplex(transformed + 2 * (c * ny + y), r + 2 * c);
     }
   }
 }
