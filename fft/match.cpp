@@ -155,9 +155,9 @@ TpxStatus match(const Tpx32f* pSrc, int srcStep, TpxiSize srcSize, const Tpx32f*
       TPX_CALL(tpxiCopyPadZero_32f_C1R)
       (row(pSrc, srcStep, by) + bx, srcStep, block, tile, {nx, ny}, ox, oy);
       // 2. Window statistics of the staged tile.
-      tpxiWinSumSqr_32f(tile, nx, {nx, ny}, tplSize, stats, tileW, region);
-      if (measure == Measure::kNormLevel) {
-        tpxiWinSum_32f(tile, nx, {nx, ny}, tplSize, work, tileW, region);
+      const bool level = measure == Measure::kNormLevel;
+      tpxiWinSums_32f(tile, nx, {nx, ny}, tplSize, stats, level ? work : nullptr, tileW, region);
+      if (level) {
         TPX_CALL(tpxiSqr_32f_C1IR)(work, statsStep, region);
         // S2 - S1^2/A, as S2 + S1^2 x (-1/A): the same bits as a subtraction.
         TPX_CALL(tpxiMulC_32f_C1IR)(-invArea, work, statsStep, region);

@@ -25,6 +25,9 @@ void tpxiWinSumSqr_32f(const Tpx32f* pTile, int tileStride, TpxiSize tileExtent,
                        Tpx32f* pDst, int dstStride, TpxiSize outSize);
 void tpxiWinSum_32f(const Tpx32f* pTile, int tileStride, TpxiSize tileExtent, TpxiSize tplSize,
                     Tpx32f* pDst, int dstStride, TpxiSize outSize);
+/* Both at once, with the same results (pSum may be null). */
+void tpxiWinSums_32f(const Tpx32f* pTile, int tileStride, TpxiSize tileExtent, TpxiSize tplSize,
+                     Tpx32f* pSqr, Tpx32f* pSum, int dstStride, TpxiSize outSize);
 
 #ifdef __cplusplus
 }

@@ -2,6 +2,8 @@
 // double built from the documented formulas, tiles that do not divide the
 // output evenly, the epsilon floors, check order, agreement of all variants,
 // and OpenCV's matchTemplate on well-conditioned windows.
+#include "fft/match.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -232,6 +234,44 @@ TEST(Match, EveryVariantGivesTheGenericBytes) {
         return o.add(out.bytes());
       });
     }
+}
+
+TEST(Match, WindowSumsAgainstDirectSumsAndTogetherAsAlone) {
+  std::mt19937 rng(4);
+  std::uniform_real_distribution<float> d(-2, 2);
+  struct Case {
+    int nx, ny, tw, th, w, h;
+  };
+  // Windows inside the tile, and windows reaching past its edge (zeros).
+  const Case kCases[] = {{32, 32, 5, 3, 28, 30},
+                         {16, 64, 1, 9, 16, 56},
+                         {64, 32, 17, 4, 48, 29},
+                         {16, 16, 4, 4, 16, 16},
+                         {32, 16, 8, 8, 32, 16}};
+  for (const Case& c : kCases) {
+    std::vector<float> tile(size_t(c.nx * c.ny));
+    for (float& v : tile) v = d(rng);
+    std::vector<float> sq(size_t(c.w * c.h)), sum(sq.size()), sq2(sq.size()), sum2(sq.size());
+    tpxiWinSumSqr_32f(tile.data(), c.nx, {c.nx, c.ny}, {c.tw, c.th}, sq.data(), c.w, {c.w, c.h});
+    tpxiWinSum_32f(tile.data(), c.nx, {c.nx, c.ny}, {c.tw, c.th}, sum.data(), c.w, {c.w, c.h});
+    tpxiWinSums_32f(tile.data(), c.nx, {c.nx, c.ny}, {c.tw, c.th}, sq2.data(), sum2.data(), c.w,
+                    {c.w, c.h});
+    EXPECT_EQ(sq, sq2);
+    EXPECT_EQ(sum, sum2);
+    for (int y = 0; y < c.h; ++y)
+      for (int x = 0; x < c.w; ++x) {
+        double s2 = 0, s1 = 0;
+        for (int i = 0; i < c.th; ++i)
+          for (int j = 0; j < c.tw; ++j) {
+            const bool in = x + j < c.nx && y + i < c.ny;
+            const double v = in ? tile[size_t((y + i) * c.nx + x + j)] : 0.0;
+            s2 += v * v;
+            s1 += v;
+          }
+        ASSERT_NEAR(sq[size_t(y * c.w + x)], s2, 1e-4 * (1 + s2)) << x << "," << y;
+        ASSERT_NEAR(sum[size_t(y * c.w + x)], s1, 1e-4 * (1 + std::abs(s1))) << x << "," << y;
+      }
+  }
 }
 
 #ifdef TPX_HAVE_OPENCV
