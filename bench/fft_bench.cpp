@@ -40,25 +40,25 @@ void registerShape(int orderX, int orderY) {
     const std::vector<float> x = randomData(n);
     std::vector<float> y(static_cast<size_t>(n));
     if (twoD) {
-      TpxFft2DSpecR* spec = nullptr;
-      tpxiFftInitR_32f(&spec, orderX, orderY, tpxFftScaleNone, 0);
+      TpxFft2DSpecR* plan = nullptr;
+      tpxiFftInitR_32f(&plan, orderX, orderY, tpxFftScaleNone, 0);
       int size = 0;
-      tpxiFftGetBufSize(spec, &size);
+      tpxiFftGetBufSize(plan, &size);
       std::vector<Tpx8u> buffer(static_cast<size_t>(size));
       for (auto _ : state) {
-        tpxiFftFwd_RToPack_32f_C1R(x.data(), int(nx * 4), y.data(), int(nx * 4), spec,
+        tpxiFftFwd_RToPack_32f_C1R(x.data(), int(nx * 4), y.data(), int(nx * 4), plan,
                                    buffer.data());
         benchmark::ClobberMemory();
       }
-      tpxiFftFree(spec);
+      tpxiFftFree(plan);
     } else {
-      TpxFftSpecR* spec = nullptr;
-      tpxsFftInitR_32f(&spec, orderX, tpxFftScaleNone, 0);
+      TpxFftSpecR* plan = nullptr;
+      tpxsFftInitR_32f(&plan, orderX, tpxFftScaleNone, 0);
       for (auto _ : state) {
-        tpxsFftFwd_RToPack_32f(x.data(), y.data(), spec, nullptr);
+        tpxsFftFwd_RToPack_32f(x.data(), y.data(), plan, nullptr);
         benchmark::ClobberMemory();
       }
-      tpxsFftFree(spec);
+      tpxsFftFree(plan);
     }
     setFlops(state, n);
   });

@@ -55,17 +55,17 @@ Tpx32f* buildQuarterWave(int64_t n) {
 
 // Twiddles of the radix-4 stages with a quarter of q >= 2 complex values:
 // per stage, per pair (j, j+1), six groups of four floats (see fft/tables.h).
-TpxStatus buildKernelTables(TpxFftSpec* spec, int complexOrder, const QuarterWave& wave) {
+TpxStatus buildKernelTables(TpxFftSpec* plan, int complexOrder, const QuarterWave& wave) {
   const int64_t m = int64_t(1) << complexOrder;
-  spec->swapList = allocZeroed<int32_t>(m);
-  spec->twiddles = allocZeroed<Tpx32f>(kernelTwiddleFloats(complexOrder) + 4);
-  if (spec->swapList == nullptr || spec->twiddles == nullptr) return tpxStsMemAllocErr;
+  plan->swapList = allocZeroed<int32_t>(m);
+  plan->twiddles = allocZeroed<Tpx32f>(kernelTwiddleFloats(complexOrder) + 4);
+  if (plan->swapList == nullptr || plan->twiddles == nullptr) return tpxStsMemAllocErr;
   for (int64_t i = 0; i < m; ++i) {
     int64_t r = 0;
     for (int b = 0; b < complexOrder; ++b) r |= ((i >> b) & 1) << (complexOrder - 1 - b);
-    spec->swapList[i] = static_cast<int32_t>(r);
+    plan->swapList[i] = static_cast<int32_t>(r);
   }
-  Tpx32f* t = spec->twiddles;
+  Tpx32f* t = plan->twiddles;
   for (int64_t length = firstRadix4Length(complexOrder); length <= m; length *= 4) {
     const int64_t q = length / 4;
     if (q < 2) continue;
@@ -91,68 +91,68 @@ TpxStatus buildKernelTables(TpxFftSpec* spec, int complexOrder, const QuarterWav
 TpxStatus initPlan(TpxFftSpec** ppSpec, int order, int flag, int hint, bool real) {
   if (ppSpec == nullptr) return tpxStsNullPtrErr;
   if (order < 0 || order > kMaxOrder) return tpxStsFftOrderErr;
-  TpxFftSpec* spec = allocZeroed<TpxFftSpec>(1);
-  if (spec == nullptr) return tpxStsMemAllocErr;
-  spec->tag = real ? tpxFftTagReal : tpxFftTagComplex;
-  spec->order = order;
-  spec->hint = hint;
-  spec->owned = 1;
+  TpxFftSpec* plan = allocZeroed<TpxFftSpec>(1);
+  if (plan == nullptr) return tpxStsMemAllocErr;
+  plan->tag = real ? tpxFftTagReal : tpxFftTagComplex;
+  plan->order = order;
+  plan->hint = hint;
+  plan->owned = 1;
   const int64_t n = int64_t(1) << order;
   switch (flag) {
     case tpxFftScaleFwd:
     case tpxFftScaleInv:
-      spec->scaleFwd = flag == tpxFftScaleFwd;
-      spec->scaleInv = flag == tpxFftScaleInv;
-      spec->scale = static_cast<Tpx32f>(1.0 / static_cast<double>(n));
+      plan->scaleFwd = flag == tpxFftScaleFwd;
+      plan->scaleInv = flag == tpxFftScaleInv;
+      plan->scale = static_cast<Tpx32f>(1.0 / static_cast<double>(n));
       break;
     case tpxFftScaleSqrt:
-      spec->scaleFwd = spec->scaleInv = 1;
-      spec->scale = static_cast<Tpx32f>(1.0 / std::sqrt(static_cast<double>(n)));
+      plan->scaleFwd = plan->scaleInv = 1;
+      plan->scale = static_cast<Tpx32f>(1.0 / std::sqrt(static_cast<double>(n)));
       break;
     case tpxFftScaleNone:
-      spec->scale = 1.0f;
+      plan->scale = 1.0f;
       break;
     default:
-      freeAligned(spec);
+      freeAligned(plan);
       return tpxStsFftFlagErr;
   }
   if (order >= kMinTableOrder) {
     // One copy of the data, for the blocked handling of long transforms.
     const int64_t work = n * static_cast<int64_t>(real ? sizeof(Tpx32f) : sizeof(Tpx32fc));
-    spec->workSize = work > INT32_MAX - 64 ? INT32_MAX - 64 : static_cast<int32_t>(work);
+    plan->workSize = work > INT32_MAX - 64 ? INT32_MAX - 64 : static_cast<int32_t>(work);
     Tpx32f* q = buildQuarterWave(n);
     TpxStatus status = q == nullptr ? tpxStsMemAllocErr : tpxStsNoErr;
     if (status == tpxStsNoErr) {
       const QuarterWave wave{q, n};
-      status = buildKernelTables(spec, real ? order - 1 : order, wave);
+      status = buildKernelTables(plan, real ? order - 1 : order, wave);
       if (status == tpxStsNoErr && real) {
         const int64_t pairs = n / 4;
-        spec->postTable = allocZeroed<Tpx32f>(2 * pairs);
-        spec->preTable = allocZeroed<Tpx32f>(2 * pairs);
-        if (spec->postTable == nullptr || spec->preTable == nullptr) {
+        plan->postTable = allocZeroed<Tpx32f>(2 * pairs);
+        plan->preTable = allocZeroed<Tpx32f>(2 * pairs);
+        if (plan->postTable == nullptr || plan->preTable == nullptr) {
           status = tpxStsMemAllocErr;
         } else {
           for (int64_t k = 0; k < pairs; ++k) {
-            spec->postTable[2 * k] = 0.5f * wave.cosAt(k);
-            spec->postTable[2 * k + 1] = 0.5f - 0.5f * wave.sinAt(k);
-            spec->preTable[2 * k] = wave.cosAt(k);
-            spec->preTable[2 * k + 1] = -wave.sinAt(k);
+            plan->postTable[2 * k] = 0.5f * wave.cosAt(k);
+            plan->postTable[2 * k + 1] = 0.5f - 0.5f * wave.sinAt(k);
+            plan->preTable[2 * k] = wave.cosAt(k);
+            plan->preTable[2 * k + 1] = -wave.sinAt(k);
           }
         }
       }
       freeAligned(q);
     }
     if (status != tpxStsNoErr) {
-      tpxsFftFree(spec);
+      tpxsFftFree(plan);
       return status;
     }
   }
-  *ppSpec = spec;
+  *ppSpec = plan;
   return tpxStsNoErr;
 }
 
-int bufferOf(const TpxFftSpec* spec) {
-  return spec == nullptr || spec->workSize < 1 ? 0 : spec->workSize + 16;
+int bufferOf(const TpxFftSpec* plan) {
+  return plan == nullptr || plan->workSize < 1 ? 0 : plan->workSize + 16;
 }
 
 }  // namespace
@@ -193,32 +193,32 @@ extern "C" TpxStatus tpxiFftInitR_32f(TpxFft2DSpecR** ppSpec, int orderX, int or
   if (orderX < 0 || orderX > tpx::kMaxOrder || orderY < 0 || orderY > tpx::kMaxOrder) {
     return tpxStsFftOrderErr;
   }
-  TpxFft2DSpecR* spec = tpx::allocZeroed<TpxFft2DSpecR>(1);
-  if (spec == nullptr) return tpxStsMemAllocErr;
-  spec->tag = tpxFftTag2D;
-  spec->orderX = orderX;
-  spec->orderY = orderY;
-  spec->hint = hint;
-  TpxStatus status = tpxsFftInitR_32f(&spec->row, orderX, flag, hint);
+  TpxFft2DSpecR* plan = tpx::allocZeroed<TpxFft2DSpecR>(1);
+  if (plan == nullptr) return tpxStsMemAllocErr;
+  plan->tag = tpxFftTag2D;
+  plan->orderX = orderX;
+  plan->orderY = orderY;
+  plan->hint = hint;
+  TpxStatus status = tpxsFftInitR_32f(&plan->row, orderX, flag, hint);
   if (status == tpxStsNoErr && orderY != orderX) {
-    status = tpxsFftInitR_32f(&spec->columnReal, orderY, flag, hint);
+    status = tpxsFftInitR_32f(&plan->columnReal, orderY, flag, hint);
   }
   if (status == tpxStsNoErr)
-    status = tpxsFftInitC_32fc(&spec->columnComplex[1], orderY, flag, hint);
+    status = tpxsFftInitC_32fc(&plan->columnComplex[1], orderY, flag, hint);
   if (status != tpxStsNoErr) {
-    spec->tag = tpxFftTag2D;
-    tpxiFftFree(spec);
+    plan->tag = tpxFftTag2D;
+    tpxiFftFree(plan);
     return status;
   }
   // Room for one gathered real row or column and four complex column pairs
   // (with a second copy), each followed by its 1-D plan's own buffer.
   const int64_t nx = int64_t(1) << orderX, ny = int64_t(1) << orderY;
-  const TpxFftSpec* realColumn = spec->columnReal != nullptr ? spec->columnReal : spec->row;
-  int64_t work = 16 * nx + tpx::bufferOf(spec->row);
+  const TpxFftSpec* realColumn = plan->columnReal != nullptr ? plan->columnReal : plan->row;
+  int64_t work = 16 * nx + tpx::bufferOf(plan->row);
   work = std::max<int64_t>(work, 16 * ny + tpx::bufferOf(realColumn));
-  work = std::max<int64_t>(work, 64 * ny + tpx::bufferOf(spec->columnComplex[1]));
-  spec->workSize = work > INT32_MAX - 64 ? INT32_MAX - 64 : static_cast<int32_t>(work);
-  *ppSpec = spec;
+  work = std::max<int64_t>(work, 64 * ny + tpx::bufferOf(plan->columnComplex[1]));
+  plan->workSize = work > INT32_MAX - 64 ? INT32_MAX - 64 : static_cast<int32_t>(work);
+  *ppSpec = plan;
   return tpxStsNoErr;
 }
 

@@ -383,8 +383,8 @@ void transformComplex(const Tpx32f* src, Tpx32f* dst, const Kernel& k, bool inve
   }
 }
 
-Kernel kernelOf(const TpxFftSpec* spec, bool real) {
-  return Kernel{real ? spec->order - 1 : spec->order, spec->swapList, spec->twiddles};
+Kernel kernelOf(const TpxFftSpec* plan, bool real) {
+  return Kernel{real ? plan->order - 1 : plan->order, plan->swapList, plan->twiddles};
 }
 
 // ----- Real transforms -----------------------------------------------------------------
@@ -476,27 +476,27 @@ void mergeInverse(Tpx32f* a, int64_t m, const Tpx32f* pre) {
   a[m + 1] = -(a[m + 1] + a[m + 1]);
 }
 
-void realForward(const Tpx32f* src, Tpx32f* dst, const TpxFftSpec* spec) {
-  const int64_t n = int64_t(1) << spec->order;
-  if (spec->order < kMinTableOrder) {
-    smallRealForward(src, dst, int(n), spec->scale, spec->scaleFwd != 0);
+void realForward(const Tpx32f* src, Tpx32f* dst, const TpxFftSpec* plan) {
+  const int64_t n = int64_t(1) << plan->order;
+  if (plan->order < kMinTableOrder) {
+    smallRealForward(src, dst, int(n), plan->scale, plan->scaleFwd != 0);
     return;
   }
   const int64_t m = n / 2;
-  const Kernel k = kernelOf(spec, true);
+  const Kernel k = kernelOf(plan, true);
   transformComplex(src, dst, k, false);
-  if (spec->scaleFwd) scaleAll(dst, n, spec->scale);
-  splitForward(dst, m, spec->postTable);
+  if (plan->scaleFwd) scaleAll(dst, n, plan->scale);
+  splitForward(dst, m, plan->postTable);
   // R0, R(N/2), R1, I1, ... into Pack order R0, R1, I1, ..., R(N/2).
   const Tpx32f nyquist = dst[1];
   std::memmove(dst + 1, dst + 2, static_cast<std::size_t>(n - 2) * sizeof(Tpx32f));
   dst[n - 1] = nyquist;
 }
 
-void realInverse(const Tpx32f* src, Tpx32f* dst, const TpxFftSpec* spec) {
-  const int64_t n = int64_t(1) << spec->order;
-  if (spec->order < kMinTableOrder) {
-    smallRealInverse(src, dst, int(n), spec->scale, spec->scaleInv != 0);
+void realInverse(const Tpx32f* src, Tpx32f* dst, const TpxFftSpec* plan) {
+  const int64_t n = int64_t(1) << plan->order;
+  if (plan->order < kMinTableOrder) {
+    smallRealInverse(src, dst, int(n), plan->scale, plan->scaleInv != 0);
     return;
   }
   const int64_t m = n / 2;
@@ -504,28 +504,28 @@ void realInverse(const Tpx32f* src, Tpx32f* dst, const TpxFftSpec* spec) {
   std::memmove(dst + 2, src + 1, static_cast<std::size_t>(n - 2) * sizeof(Tpx32f));
   dst[0] = r0;
   dst[1] = nyquist;
-  mergeInverse(dst, m, spec->preTable);
-  const Kernel k = kernelOf(spec, true);
+  mergeInverse(dst, m, plan->preTable);
+  const Kernel k = kernelOf(plan, true);
   bitReverse(dst, dst, k);
   butterflies(dst, k, true);
-  if (spec->scaleInv) scaleAll(dst, n, spec->scale);
+  if (plan->scaleInv) scaleAll(dst, n, plan->scale);
 }
 
-void complexTransform(const Tpx32f* src, Tpx32f* dst, const TpxFftSpec* spec, bool inverse) {
-  const int64_t n = int64_t(1) << spec->order;
-  const bool scaled = inverse ? spec->scaleInv != 0 : spec->scaleFwd != 0;
-  if (spec->order < kMinTableOrder) {
-    smallComplexDft(src, dst, int(n), inverse ? 1 : -1, spec->scale, scaled);
+void complexTransform(const Tpx32f* src, Tpx32f* dst, const TpxFftSpec* plan, bool inverse) {
+  const int64_t n = int64_t(1) << plan->order;
+  const bool scaled = inverse ? plan->scaleInv != 0 : plan->scaleFwd != 0;
+  if (plan->order < kMinTableOrder) {
+    smallComplexDft(src, dst, int(n), inverse ? 1 : -1, plan->scale, scaled);
     return;
   }
-  const Kernel k = kernelOf(spec, false);
+  const Kernel k = kernelOf(plan, false);
   transformComplex(src, dst, k, inverse);
-  if (scaled) scaleAll(dst, 2 * n, spec->scale);
+  if (scaled) scaleAll(dst, 2 * n, plan->scale);
 }
 
-TpxStatus check1D(const void* pSrc, const void* pDst, const TpxFftSpec* spec, int tag) {
-  if (spec == nullptr) return tpxStsNullPtrErr;
-  if (spec->tag != tag) return tpxStsContextMatchErr;
+TpxStatus check1D(const void* pSrc, const void* pDst, const TpxFftSpec* plan, int tag) {
+  if (plan == nullptr) return tpxStsNullPtrErr;
+  if (plan->tag != tag) return tpxStsContextMatchErr;
   if (pSrc == nullptr || pDst == nullptr) return tpxStsNullPtrErr;
   return tpxStsNoErr;
 }
@@ -604,16 +604,16 @@ void complexColumns(const Tpx32f* src, int srcStep, Tpx32f* dst, int dstStep, in
 }
 
 TpxStatus transform2D(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstStep,
-                      const TpxFft2DSpecR* spec, Tpx8u* pBuffer, bool inverse) {
-  if (spec == nullptr) return tpxStsNullPtrErr;
-  if (spec->tag != tpxFftTag2D) return tpxStsContextMatchErr;
+                      const TpxFft2DSpecR* plan, Tpx8u* pBuffer, bool inverse) {
+  if (plan == nullptr) return tpxStsNullPtrErr;
+  if (plan->tag != tpxFftTag2D) return tpxStsContextMatchErr;
   if (pSrc == nullptr || pDst == nullptr) return tpxStsNullPtrErr;
   if (srcStep < 1 || dstStep < 1) return tpxStsStepErr;
-  const WorkBuffer work(pBuffer, spec->workSize);
+  const WorkBuffer work(pBuffer, plan->workSize);
   if (!work.ok()) return tpxStsMemAllocErr;
-  const int64_t nx = int64_t(1) << spec->orderX, ny = int64_t(1) << spec->orderY;
-  const TpxFftSpec* rowPlan = spec->row;
-  const TpxFftSpec* columnPlan = spec->columnReal != nullptr ? spec->columnReal : spec->row;
+  const int64_t nx = int64_t(1) << plan->orderX, ny = int64_t(1) << plan->orderY;
+  const TpxFftSpec* rowPlan = plan->row;
+  const TpxFftSpec* columnPlan = plan->columnReal != nullptr ? plan->columnReal : plan->row;
   Tpx32f* buffer = work.floats();
   if (ny == 1) {
     if (inverse) {
@@ -634,7 +634,7 @@ TpxStatus transform2D(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstStep
     srcStep = dstStep;
   }
   realColumn(pSrc, srcStep, pDst, dstStep, 0, ny, columnPlan, buffer, inverse);
-  complexColumns(pSrc, srcStep, pDst, dstStep, nx, ny, spec->columnComplex[1], buffer, inverse);
+  complexColumns(pSrc, srcStep, pDst, dstStep, nx, ny, plan->columnComplex[1], buffer, inverse);
   realColumn(pSrc, srcStep, pDst, dstStep, nx - 1, ny, columnPlan, buffer, inverse);
   if (inverse) {
     for (int64_t y = 0; y < ny; ++y)

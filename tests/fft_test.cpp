@@ -77,11 +77,11 @@ std::vector<float> randomSignal(size_t n, uint32_t seed) {
 
 struct Plan1D {
   explicit Plan1D(int order, int flag, bool real) {
-    status =
-        real ? tpxsFftInitR_32f(&spec, order, flag, 0) : tpxsFftInitC_32fc(&spec, order, flag, 0);
+    status = real ? tpxsFftInitR_32f(&handle, order, flag, 0)
+                  : tpxsFftInitC_32fc(&handle, order, flag, 0);
   }
-  ~Plan1D() { tpxsFftFree(spec); }
-  TpxFftSpec* spec = nullptr;
+  ~Plan1D() { tpxsFftFree(handle); }
+  TpxFftSpec* handle = nullptr;
   TpxStatus status;
 };
 
@@ -98,7 +98,7 @@ TEST(Fft1D, RealForwardAgainstReferenceForOrders0To16) {
     const Outcome generic = expectVariantsMatchGeneric([&] {
       std::vector<float> out(n);
       Outcome o;
-      o.status = tpxsFftFwd_RToPack_32f(x.data(), out.data(), plan.spec, nullptr);
+      o.status = tpxsFftFwd_RToPack_32f(x.data(), out.data(), plan.handle, nullptr);
       return o.add(out);
     });
     ASSERT_EQ(generic.status, tpxStsNoErr);
@@ -107,7 +107,7 @@ TEST(Fft1D, RealForwardAgainstReferenceForOrders0To16) {
     EXPECT_LT(relativeError(got, want), bound(order));
     // In place gives the same bytes.
     std::vector<float> inPlace = x;
-    ASSERT_EQ(tpxsFftFwd_RToPack_32f(inPlace.data(), inPlace.data(), plan.spec, nullptr),
+    ASSERT_EQ(tpxsFftFwd_RToPack_32f(inPlace.data(), inPlace.data(), plan.handle, nullptr),
               tpxStsNoErr);
     EXPECT_EQ(inPlace, got);
   }
@@ -134,8 +134,8 @@ TEST(Fft1D, ComplexAgainstReferenceForOrders0To14) {
         auto* src = reinterpret_cast<const Tpx32fc*>(x.data());
         auto* dst = reinterpret_cast<Tpx32fc*>(out.data());
         Outcome o;
-        o.status = inverse ? tpxsFftInv_CToC_32fc(src, dst, plan.spec, nullptr)
-                           : tpxsFftFwd_CToC_32fc(src, dst, plan.spec, nullptr);
+        o.status = inverse ? tpxsFftInv_CToC_32fc(src, dst, plan.handle, nullptr)
+                           : tpxsFftFwd_CToC_32fc(src, dst, plan.handle, nullptr);
         return o.add(out);
       });
       std::vector<float> got(2 * n);
@@ -152,12 +152,12 @@ TEST(Fft1D, PackLayoutOfKnownSignals) {
     for (int i = 0; i < 16; ++i) x[size_t(i)] = float(std::cos(2 * M_PI * i / 16));
     Plan1D plan(4, tpxFftScaleNone, true);
     std::vector<float> pack(16);
-    ASSERT_EQ(tpxsFftFwd_RToPack_32f(x.data(), pack.data(), plan.spec, nullptr), tpxStsNoErr);
+    ASSERT_EQ(tpxsFftFwd_RToPack_32f(x.data(), pack.data(), plan.handle, nullptr), tpxStsNoErr);
     for (int i = 0; i < 16; ++i) EXPECT_NEAR(pack[size_t(i)], i == 1 ? 8.0f : 0.0f, 1e-5) << i;
     // Alternating signs over 8 samples: only the real Nyquist term, last.
     std::vector<float> alt = {1, -1, 1, -1, 1, -1, 1, -1};
     Plan1D small(3, tpxFftScaleNone, true);
-    ASSERT_EQ(tpxsFftFwd_RToPack_32f(alt.data(), pack.data(), small.spec, nullptr), tpxStsNoErr);
+    ASSERT_EQ(tpxsFftFwd_RToPack_32f(alt.data(), pack.data(), small.handle, nullptr), tpxStsNoErr);
     for (int i = 0; i < 8; ++i) EXPECT_NEAR(pack[size_t(i)], i == 7 ? 8.0f : 0.0f, 1e-6) << i;
   });
 }
@@ -178,8 +178,8 @@ TEST(Fft1D, RoundTripsForEveryFlag) {
         Plan1D plan(order, r.flag, true);
         ASSERT_EQ(plan.status, tpxStsNoErr);
         std::vector<float> y(n);
-        ASSERT_EQ(tpxsFftFwd_RToPack_32f(x.data(), y.data(), plan.spec, nullptr), tpxStsNoErr);
-        ASSERT_EQ(tpxsFftInv_PackToR_32f(y.data(), y.data(), plan.spec, nullptr), tpxStsNoErr);
+        ASSERT_EQ(tpxsFftFwd_RToPack_32f(x.data(), y.data(), plan.handle, nullptr), tpxStsNoErr);
+        ASSERT_EQ(tpxsFftInv_PackToR_32f(y.data(), y.data(), plan.handle, nullptr), tpxStsNoErr);
         std::vector<double> want(x.begin(), x.end());
         for (double& v : want) v *= factor;
         EXPECT_LT(relativeError(y, want), bound(order)) << "flag " << r.flag << " order " << order;
@@ -187,9 +187,9 @@ TEST(Fft1D, RoundTripsForEveryFlag) {
         std::vector<float> z(2 * n), c = randomSignal(2 * n, 8);
         auto* zc = reinterpret_cast<Tpx32fc*>(z.data());
         ASSERT_EQ(
-            tpxsFftFwd_CToC_32fc(reinterpret_cast<Tpx32fc*>(c.data()), zc, cplan.spec, nullptr),
+            tpxsFftFwd_CToC_32fc(reinterpret_cast<Tpx32fc*>(c.data()), zc, cplan.handle, nullptr),
             tpxStsNoErr);
-        ASSERT_EQ(tpxsFftInv_CToC_32fc(zc, zc, cplan.spec, nullptr), tpxStsNoErr);
+        ASSERT_EQ(tpxsFftInv_CToC_32fc(zc, zc, cplan.handle, nullptr), tpxStsNoErr);
         std::vector<double> cwant(c.begin(), c.end());
         for (double& v : cwant) v *= factor;
         EXPECT_LT(relativeError(z, cwant), bound(order)) << "complex flag " << r.flag;
@@ -199,38 +199,38 @@ TEST(Fft1D, RoundTripsForEveryFlag) {
 }
 
 TEST(Fft1D, PlanChecksAndSizes) {
-  TpxFftSpec* spec = reinterpret_cast<TpxFftSpec*>(uintptr_t(1));
+  TpxFftSpec* out = reinterpret_cast<TpxFftSpec*>(uintptr_t(1));
   EXPECT_EQ(tpxsFftInitR_32f(nullptr, 4, tpxFftScaleInv, 0), tpxStsNullPtrErr);
   EXPECT_EQ(tpxsFftInitR_32f(nullptr, 31, 3, 0), tpxStsNullPtrErr);
   for (int order : {-1, 31, 1000}) {
-    EXPECT_EQ(tpxsFftInitR_32f(&spec, order, 3, 0), tpxStsFftOrderErr);
-    EXPECT_EQ(tpxsFftInitC_32fc(&spec, order, 2, 0), tpxStsFftOrderErr);
+    EXPECT_EQ(tpxsFftInitR_32f(&out, order, 3, 0), tpxStsFftOrderErr);
+    EXPECT_EQ(tpxsFftInitC_32fc(&out, order, 2, 0), tpxStsFftOrderErr);
   }
   for (int flag : {0, 3, 5, 16, -1}) {
-    EXPECT_EQ(tpxsFftInitR_32f(&spec, 5, flag, 0), tpxStsFftFlagErr);
+    EXPECT_EQ(tpxsFftInitR_32f(&out, 5, flag, 0), tpxStsFftFlagErr);
   }
-  EXPECT_EQ(spec, reinterpret_cast<TpxFftSpec*>(uintptr_t(1)));  // nothing stored on failure
+  EXPECT_EQ(out, reinterpret_cast<TpxFftSpec*>(uintptr_t(1)));  // nothing stored on failure
   Plan1D small(3, tpxFftScaleInv, true), big(10, tpxFftScaleSqrt, true);
-  EXPECT_EQ(small.spec->tag, 6);
-  EXPECT_EQ(small.spec->scale, 1.0f / 8);
-  EXPECT_EQ(big.spec->scale, float(1.0 / 32.0));
+  EXPECT_EQ(small.handle->tag, 6);
+  EXPECT_EQ(small.handle->scale, 1.0f / 8);
+  EXPECT_EQ(big.handle->scale, float(1.0 / 32.0));
   int size = -1;
-  EXPECT_EQ(tpxsFftGetBufSize(small.spec, &size), tpxStsNoErr);
+  EXPECT_EQ(tpxsFftGetBufSize(small.handle, &size), tpxStsNoErr);
   EXPECT_EQ(size, 0);
-  EXPECT_EQ(tpxsFftGetBufSize(big.spec, &size), tpxStsNoErr);
-  EXPECT_EQ(size, big.spec->workSize + 16);
+  EXPECT_EQ(tpxsFftGetBufSize(big.handle, &size), tpxStsNoErr);
+  EXPECT_EQ(size, big.handle->workSize + 16);
   Plan1D complexPlan(5, tpxFftScaleNone, false);
-  EXPECT_EQ(complexPlan.spec->tag, 4);
+  EXPECT_EQ(complexPlan.handle->tag, 4);
   // Transform checks: null plan, wrong tag, null data.
   std::vector<float> buf(64);
   forEachVariant([&](int) {
     EXPECT_EQ(tpxsFftFwd_RToPack_32f(nullptr, nullptr, nullptr, nullptr), tpxStsNullPtrErr);
-    EXPECT_EQ(tpxsFftFwd_RToPack_32f(nullptr, buf.data(), complexPlan.spec, nullptr),
+    EXPECT_EQ(tpxsFftFwd_RToPack_32f(nullptr, buf.data(), complexPlan.handle, nullptr),
               tpxStsContextMatchErr);
-    EXPECT_EQ(tpxsFftInv_PackToR_32f(buf.data(), nullptr, big.spec, nullptr), tpxStsNullPtrErr);
+    EXPECT_EQ(tpxsFftInv_PackToR_32f(buf.data(), nullptr, big.handle, nullptr), tpxStsNullPtrErr);
     auto* c = reinterpret_cast<Tpx32fc*>(buf.data());
-    EXPECT_EQ(tpxsFftFwd_CToC_32fc(c, c, big.spec, nullptr), tpxStsContextMatchErr);
-    EXPECT_EQ(tpxsFftInv_CToC_32fc(nullptr, c, complexPlan.spec, nullptr), tpxStsNullPtrErr);
+    EXPECT_EQ(tpxsFftFwd_CToC_32fc(c, c, big.handle, nullptr), tpxStsContextMatchErr);
+    EXPECT_EQ(tpxsFftInv_CToC_32fc(nullptr, c, complexPlan.handle, nullptr), tpxStsNullPtrErr);
   });
 }
 
@@ -271,9 +271,9 @@ std::vector<double> reference2D(const std::vector<float>& img, int nx, int ny) {
 }
 
 struct Plan2D {
-  Plan2D(int ox, int oy, int flag) { status = tpxiFftInitR_32f(&spec, ox, oy, flag, 0); }
-  ~Plan2D() { tpxiFftFree(spec); }
-  TpxFft2DSpecR* spec = nullptr;
+  Plan2D(int ox, int oy, int flag) { status = tpxiFftInitR_32f(&handle, ox, oy, flag, 0); }
+  ~Plan2D() { tpxiFftFree(handle); }
+  TpxFft2DSpecR* handle = nullptr;
   TpxStatus status;
 };
 
@@ -288,23 +288,23 @@ TEST(Fft2D, ShapesAgainstReferenceAndRoundTrips) {
     Plan2D plan(o[0], o[1], tpxFftScaleInv);
     ASSERT_EQ(plan.status, tpxStsNoErr);
     int size = 0;
-    ASSERT_EQ(tpxiFftGetBufSize(plan.spec, &size), tpxStsNoErr);
+    ASSERT_EQ(tpxiFftGetBufSize(plan.handle, &size), tpxStsNoErr);
     const Outcome generic = expectVariantsMatchGeneric([&] {
-      std::vector<float> spec(static_cast<size_t>(nx * ny)), back(static_cast<size_t>(nx * ny));
+      std::vector<float> spectrum(static_cast<size_t>(nx * ny)), back(static_cast<size_t>(nx * ny));
       std::vector<Tpx8u> buffer(static_cast<size_t>(size) + 3);
       Outcome o2;
       // A misaligned caller buffer is aligned by the transform.
-      o2.status = tpxiFftFwd_RToPack_32f_C1R(img.data(), nx * 4, spec.data(), nx * 4, plan.spec,
-                                             buffer.data() + 3);
-      o2.status |=
-          tpxiFftInv_PackToR_32f_C1R(spec.data(), nx * 4, back.data(), nx * 4, plan.spec, nullptr);
-      return o2.add(spec).add(back);
+      o2.status = tpxiFftFwd_RToPack_32f_C1R(img.data(), nx * 4, spectrum.data(), nx * 4,
+                                             plan.handle, buffer.data() + 3);
+      o2.status |= tpxiFftInv_PackToR_32f_C1R(spectrum.data(), nx * 4, back.data(), nx * 4,
+                                              plan.handle, nullptr);
+      return o2.add(spectrum).add(back);
     });
     ASSERT_EQ(generic.status, tpxStsNoErr);
-    std::vector<float> spec(static_cast<size_t>(nx * ny)), back(static_cast<size_t>(nx * ny));
-    std::memcpy(spec.data(), generic.bytes.data(), spec.size() * 4);
-    std::memcpy(back.data(), generic.bytes.data() + spec.size() * 4, back.size() * 4);
-    EXPECT_LT(relativeError(spec, want), bound(o[0] + o[1]));
+    std::vector<float> spectrum(static_cast<size_t>(nx * ny)), back(static_cast<size_t>(nx * ny));
+    std::memcpy(spectrum.data(), generic.bytes.data(), spectrum.size() * 4);
+    std::memcpy(back.data(), generic.bytes.data() + spectrum.size() * 4, back.size() * 4);
+    EXPECT_LT(relativeError(spectrum, want), bound(o[0] + o[1]));
     EXPECT_LT(relativeError(back, img), bound(o[0] + o[1]));
   }
 }
@@ -313,17 +313,17 @@ TEST(Fft2D, UnscaledRoundTripAndConstantImage) {
   forEachVariant([&](int) {
     const int nx = 16, ny = 8;
     Plan2D plan(4, 3, tpxFftScaleNone);
-    std::vector<float> img(static_cast<size_t>(nx * ny), 1.5f), spec(img.size());
-    ASSERT_EQ(
-        tpxiFftFwd_RToPack_32f_C1R(img.data(), nx * 4, spec.data(), nx * 4, plan.spec, nullptr),
-        tpxStsNoErr);
-    EXPECT_EQ(spec[0], 1.5f * nx * ny);
-    for (size_t i = 1; i < spec.size(); ++i) EXPECT_EQ(spec[i], 0.0f) << i;
+    std::vector<float> img(static_cast<size_t>(nx * ny), 1.5f), spectrum(img.size());
+    ASSERT_EQ(tpxiFftFwd_RToPack_32f_C1R(img.data(), nx * 4, spectrum.data(), nx * 4, plan.handle,
+                                         nullptr),
+              tpxStsNoErr);
+    EXPECT_EQ(spectrum[0], 1.5f * nx * ny);
+    for (size_t i = 1; i < spectrum.size(); ++i) EXPECT_EQ(spectrum[i], 0.0f) << i;
     const std::vector<float> x = randomSignal(img.size(), 3);
     std::vector<float> y(img.size());
-    ASSERT_EQ(tpxiFftFwd_RToPack_32f_C1R(x.data(), nx * 4, y.data(), nx * 4, plan.spec, nullptr),
+    ASSERT_EQ(tpxiFftFwd_RToPack_32f_C1R(x.data(), nx * 4, y.data(), nx * 4, plan.handle, nullptr),
               tpxStsNoErr);
-    ASSERT_EQ(tpxiFftInv_PackToR_32f_C1R(y.data(), nx * 4, y.data(), nx * 4, plan.spec, nullptr),
+    ASSERT_EQ(tpxiFftInv_PackToR_32f_C1R(y.data(), nx * 4, y.data(), nx * 4, plan.handle, nullptr),
               tpxStsNoErr);
     std::vector<double> want(x.begin(), x.end());
     for (double& v : want) v *= nx * ny;
@@ -335,31 +335,31 @@ TEST(Fft2D, ChecksInOrder) {
   Plan2D plan(3, 3, tpxFftScaleInv);
   Plan1D wrong(3, tpxFftScaleInv, true);
   std::vector<float> a(64), b(64);
-  const auto* wrongTag = reinterpret_cast<const TpxFft2DSpecR*>(wrong.spec);
+  const auto* wrongTag = reinterpret_cast<const TpxFft2DSpecR*>(wrong.handle);
   forEachVariant([&](int) {
     EXPECT_EQ(tpxiFftFwd_RToPack_32f_C1R(nullptr, 0, nullptr, 0, nullptr, nullptr),
               tpxStsNullPtrErr);
     EXPECT_EQ(tpxiFftFwd_RToPack_32f_C1R(nullptr, 0, b.data(), 0, wrongTag, nullptr),
               tpxStsContextMatchErr);
-    EXPECT_EQ(tpxiFftInv_PackToR_32f_C1R(a.data(), 0, nullptr, 32, plan.spec, nullptr),
+    EXPECT_EQ(tpxiFftInv_PackToR_32f_C1R(a.data(), 0, nullptr, 32, plan.handle, nullptr),
               tpxStsNullPtrErr);
-    EXPECT_EQ(tpxiFftInv_PackToR_32f_C1R(a.data(), 32, b.data(), 0, plan.spec, nullptr),
+    EXPECT_EQ(tpxiFftInv_PackToR_32f_C1R(a.data(), 32, b.data(), 0, plan.handle, nullptr),
               tpxStsStepErr);
   });
-  TpxFft2DSpecR* spec = nullptr;
+  TpxFft2DSpecR* out = nullptr;
   EXPECT_EQ(tpxiFftInitR_32f(nullptr, 31, 3, 7, 0), tpxStsNullPtrErr);
-  EXPECT_EQ(tpxiFftInitR_32f(&spec, 31, 3, 2, 0), tpxStsFftOrderErr);
-  EXPECT_EQ(tpxiFftInitR_32f(&spec, 3, -1, 2, 0), tpxStsFftOrderErr);
-  EXPECT_EQ(tpxiFftInitR_32f(&spec, 3, 4, 3, 0), tpxStsFftFlagErr);
-  EXPECT_EQ(spec, nullptr);
+  EXPECT_EQ(tpxiFftInitR_32f(&out, 31, 3, 2, 0), tpxStsFftOrderErr);
+  EXPECT_EQ(tpxiFftInitR_32f(&out, 3, -1, 2, 0), tpxStsFftOrderErr);
+  EXPECT_EQ(tpxiFftInitR_32f(&out, 3, 4, 3, 0), tpxStsFftFlagErr);
+  EXPECT_EQ(out, nullptr);
   int size;
   EXPECT_EQ(tpxiFftGetBufSize(nullptr, &size), tpxStsNullPtrErr);
   EXPECT_EQ(tpxiFftGetBufSize(wrongTag, &size), tpxStsContextMatchErr);
   EXPECT_EQ(tpxiFftFree(nullptr), tpxStsNullPtrErr);
   // Equal orders share the row plan for the columns.
-  EXPECT_EQ(plan.spec->columnReal, nullptr);
-  EXPECT_EQ(plan.spec->columnComplex[0], nullptr);
-  EXPECT_NE(plan.spec->columnComplex[1], nullptr);
+  EXPECT_EQ(plan.handle->columnReal, nullptr);
+  EXPECT_EQ(plan.handle->columnComplex[0], nullptr);
+  EXPECT_NE(plan.handle->columnComplex[1], nullptr);
 }
 
 // ----- Spectrum helpers ------------------------------------------------------------------
@@ -370,12 +370,12 @@ TEST(FftSpectrum, ImpulseProductAndDoubleConjugation) {
   std::vector<float> impulse(static_cast<size_t>(nx * ny), 0.0f), one(impulse.size());
   impulse[0] = 1.0f;
   ASSERT_EQ(
-      tpxiFftFwd_RToPack_32f_C1R(impulse.data(), nx * 4, one.data(), nx * 4, plan.spec, nullptr),
+      tpxiFftFwd_RToPack_32f_C1R(impulse.data(), nx * 4, one.data(), nx * 4, plan.handle, nullptr),
       tpxStsNoErr);
   const std::vector<float> x = randomSignal(impulse.size(), 9);
   forEachVariant([&](int) {
     std::vector<float> s(x.size());
-    ASSERT_EQ(tpxiFftFwd_RToPack_32f_C1R(x.data(), nx * 4, s.data(), nx * 4, plan.spec, nullptr),
+    ASSERT_EQ(tpxiFftFwd_RToPack_32f_C1R(x.data(), nx * 4, s.data(), nx * 4, plan.handle, nullptr),
               tpxStsNoErr);
     const std::vector<float> before = s;
     ASSERT_EQ(tpxiMulPack_32f_C1IR(one.data(), nx * 4, s.data(), nx * 4, {nx, ny}), tpxStsNoErr);
@@ -394,14 +394,16 @@ TEST(FftSpectrum, ProductIsCircularConvolutionAndConjugateIsCorrelation) {
   forEachVariant([&](int) {
     for (bool correlate : {false, true}) {
       std::vector<float> fa(a.size()), fb(a.size());
-      ASSERT_EQ(tpxiFftFwd_RToPack_32f_C1R(a.data(), nx * 4, fa.data(), nx * 4, plan.spec, nullptr),
-                tpxStsNoErr);
-      ASSERT_EQ(tpxiFftFwd_RToPack_32f_C1R(b.data(), nx * 4, fb.data(), nx * 4, plan.spec, nullptr),
-                tpxStsNoErr);
+      ASSERT_EQ(
+          tpxiFftFwd_RToPack_32f_C1R(a.data(), nx * 4, fa.data(), nx * 4, plan.handle, nullptr),
+          tpxStsNoErr);
+      ASSERT_EQ(
+          tpxiFftFwd_RToPack_32f_C1R(b.data(), nx * 4, fb.data(), nx * 4, plan.handle, nullptr),
+          tpxStsNoErr);
       if (correlate) tpxiConjPack_32f_C1IR(fa.data(), nx * 4, {nx, ny});
       ASSERT_EQ(tpxiMulPack_32f_C1IR(fa.data(), nx * 4, fb.data(), nx * 4, {nx, ny}), tpxStsNoErr);
       ASSERT_EQ(
-          tpxiFftInv_PackToR_32f_C1R(fb.data(), nx * 4, fb.data(), nx * 4, plan.spec, nullptr),
+          tpxiFftInv_PackToR_32f_C1R(fb.data(), nx * 4, fb.data(), nx * 4, plan.handle, nullptr),
           tpxStsNoErr);
       std::vector<double> want(a.size());
       for (int y = 0; y < ny; ++y)
