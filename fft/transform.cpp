@@ -118,6 +118,40 @@ inline __m128 realSigns() { return _mm_castsi128_ps(_mm_set_epi32(0, INT32_MIN, 
 
 #endif
 
+// The factor-free radix-4 butterfly on four complex inputs x0..x3 (blocks
+// F0, F2, F1, F3), written to p[0..7] in order: u0 = x0 + x1, u1 = x0 - x1,
+// u2 = x2 + x3, u3 = x2 - x3; X0 = u0 + u2, X2 = u0 - u2, X1 = u1 + m,
+// X3 = u1 - m with m = -i u3 (forward) or i u3 (inverse).
+inline void butterfly4(const Tpx32f* x0, const Tpx32f* x1, const Tpx32f* x2, const Tpx32f* x3,
+                       Tpx32f* p, bool inverse) {
+  const Tpx32f u0r = x0[0] + x1[0], u0i = x0[1] + x1[1];
+  const Tpx32f u1r = x0[0] - x1[0], u1i = x0[1] - x1[1];
+  const Tpx32f u2r = x2[0] + x3[0], u2i = x2[1] + x3[1];
+  const Tpx32f u3r = x2[0] - x3[0], u3i = x2[1] - x3[1];
+  const Tpx32f mr = inverse ? -u3i : u3i, mi = inverse ? u3r : -u3r;
+  p[0] = u0r + u2r;
+  p[1] = u0i + u2i;
+  p[2] = u1r + mr;
+  p[3] = u1i + mi;
+  p[4] = u0r - u2r;
+  p[5] = u0i - u2i;
+  p[6] = u1r - mr;
+  p[7] = u1i - mi;
+}
+
+#if TPX_ISA >= TPX_ISA_SSE
+// The same butterfly with x = [x0 x2] and y = [x1 x3] in registers.
+inline void butterfly4(__m128 x, __m128 y, Tpx32f* p, __m128 rotate) {
+  const __m128 s = _mm_add_ps(x, y), d = _mm_sub_ps(x, y);  // [u0 u2], [u1 u3]
+  const __m128 u0u1 = _mm_movelh_ps(s, d);
+  const __m128 u3 = _mm_movehl_ps(d, d);
+  const __m128 mm = _mm_xor_ps(swapPairs(u3), rotate);
+  const __m128 u2m = _mm_movelh_ps(_mm_movehl_ps(s, s), mm);
+  _mm_storeu_ps(p, _mm_add_ps(u0u1, u2m));
+  _mm_storeu_ps(p + 4, _mm_sub_ps(u0u1, u2m));
+}
+#endif
+
 // Radix-2 pass: (x0, x1) -> (x0 + x1, x0 - x1) over consecutive pairs.
 void radix2Pass(Tpx32f* a, int64_t m) {
   int64_t g = 0;
@@ -140,10 +174,7 @@ void radix2Pass(Tpx32f* a, int64_t m) {
   }
 }
 
-// Radix-4 pass of length 4 (no factors). Blocks hold F0, F2, F1, F3:
-// u0 = x0 + x1, u1 = x0 - x1, u2 = x2 + x3, u3 = x2 - x3, then
-// X0 = u0 + u2, X2 = u0 - u2, X1 = u1 + m, X3 = u1 - m with m = -i u3
-// (forward) or i u3 (inverse).
+// Radix-4 pass of length 4: no factors.
 void radix4FirstPass(Tpx32f* a, int64_t m, bool inverse) {
   int64_t g = 0;
 #if TPX_ISA >= TPX_ISA_SSE
@@ -151,32 +182,14 @@ void radix4FirstPass(Tpx32f* a, int64_t m, bool inverse) {
   for (; g < m / 4; ++g) {
     Tpx32f* p = a + 8 * g;
     const __m128 v0 = _mm_loadu_ps(p), v1 = _mm_loadu_ps(p + 4);
-    const __m128 x = _mm_movelh_ps(v0, v1), y = _mm_movehl_ps(v1, v0);  // [x0 x2], [x1 x3]
-    const __m128 s = _mm_add_ps(x, y), d = _mm_sub_ps(x, y);            // [u0 u2], [u1 u3]
-    const __m128 u0u1 = _mm_movelh_ps(s, d);
-    const __m128 u3 = _mm_movehl_ps(d, d);
-    const __m128 mm = _mm_xor_ps(swapPairs(u3), rotate);
-    const __m128 u2m = _mm_movelh_ps(_mm_movehl_ps(s, s), mm);
-    const __m128 lo = _mm_add_ps(u0u1, u2m), hi = _mm_sub_ps(u0u1, u2m);
-    _mm_storeu_ps(p, lo);
-    _mm_storeu_ps(p + 4, hi);
+    butterfly4(_mm_movelh_ps(v0, v1), _mm_movehl_ps(v1, v0), p, rotate);
   }
 #endif
   for (; g < m / 4; ++g) {
     Tpx32f* p = a + 8 * g;
-    const Tpx32f u0r = p[0] + p[2], u0i = p[1] + p[3];
-    const Tpx32f u1r = p[0] - p[2], u1i = p[1] - p[3];
-    const Tpx32f u2r = p[4] + p[6], u2i = p[5] + p[7];
-    const Tpx32f u3r = p[4] - p[6], u3i = p[5] - p[7];
-    const Tpx32f mr = inverse ? -u3i : u3i, mi = inverse ? u3r : -u3r;
-    p[0] = u0r + u2r;
-    p[1] = u0i + u2i;
-    p[2] = u1r + mr;
-    p[3] = u1i + mi;
-    p[4] = u0r - u2r;
-    p[5] = u0i - u2i;
-    p[6] = u1r - mr;
-    p[7] = u1i - mi;
+    Tpx32f x[8];
+    std::memcpy(x, p, sizeof x);
+    butterfly4(x, x + 2, x + 4, x + 6, p, inverse);
   }
 }
 
@@ -288,41 +301,24 @@ void reverseWithFirstPass(const Tpx32f* src, Tpx32f* dst, const Kernel& k, bool 
   }
   // Radix 4 without factors: reversed positions r, r + m/2, r + m/4, r + 3m/4.
   const int64_t half = m / 2, quarter = m / 4;
+#if TPX_ISA >= TPX_ISA_SSE
+  const __m128 rotate = inverse ? realSigns() : imagSigns();
+#endif
   for (int64_t g = 0; g < m / 4; ++g) {
     const Tpx32f* x0 = src + 2 * int64_t(rev[4 * g]);
     const Tpx32f* x1 = x0 + 2 * half;
     const Tpx32f* x2 = x0 + 2 * quarter;
     const Tpx32f* x3 = x0 + 2 * (half + quarter);
-    Tpx32f* p = dst + 8 * g;
 #if TPX_ISA >= TPX_ISA_SSE
-    const __m128 rotate = inverse ? realSigns() : imagSigns();
     const __m128 x =
         _mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(x0)),
-                     reinterpret_cast<const __m64*>(x2));  // [x0 x2]
+                     reinterpret_cast<const __m64*>(x2));
     const __m128 y =
         _mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(x1)),
-                     reinterpret_cast<const __m64*>(x3));  // [x1 x3]
-    const __m128 s = _mm_add_ps(x, y), d = _mm_sub_ps(x, y);
-    const __m128 u0u1 = _mm_movelh_ps(s, d);
-    const __m128 u3 = _mm_movehl_ps(d, d);
-    const __m128 mm = _mm_xor_ps(swapPairs(u3), rotate);
-    const __m128 u2m = _mm_movelh_ps(_mm_movehl_ps(s, s), mm);
-    _mm_storeu_ps(p, _mm_add_ps(u0u1, u2m));
-    _mm_storeu_ps(p + 4, _mm_sub_ps(u0u1, u2m));
+                     reinterpret_cast<const __m64*>(x3));
+    butterfly4(x, y, dst + 8 * g, rotate);
 #else
-    const Tpx32f u0r = x0[0] + x1[0], u0i = x0[1] + x1[1];
-    const Tpx32f u1r = x0[0] - x1[0], u1i = x0[1] - x1[1];
-    const Tpx32f u2r = x2[0] + x3[0], u2i = x2[1] + x3[1];
-    const Tpx32f u3r = x2[0] - x3[0], u3i = x2[1] - x3[1];
-    const Tpx32f mr = inverse ? -u3i : u3i, mi = inverse ? u3r : -u3r;
-    p[0] = u0r + u2r;
-    p[1] = u0i + u2i;
-    p[2] = u1r + mr;
-    p[3] = u1i + mi;
-    p[4] = u0r - u2r;
-    p[5] = u0i - u2i;
-    p[6] = u1r - mr;
-    p[7] = u1i - mi;
+    butterfly4(x0, x1, x2, x3, dst + 8 * g, inverse);
 #endif
   }
 }
