@@ -385,47 +385,62 @@ Kernel kernelOf(const TpxFftSpec* plan, bool real) {
 
 // ----- Real transforms -----------------------------------------------------------------
 
-// Split of the half-length complex transform Z into the real spectrum, in
-// place, for the pair of bins (k, m - k), with (c, s) = post-table entry k:
+// Split of the half-length complex transform Z (in place, m complex values)
+// into the real spectrum, written straight into Pack order: with (c, s) =
+// post-table entry k, for the pair of bins (k, m - k)
 //   D = Z[k] - conj(Z[m-k]),  P = (s, -c) x D,
-//   X[k] = conj(Z[m-k]) + P,  X[m-k] = conj(Z[k] - P).
-inline void splitPair(Tpx32f* a, int64_t k, int64_t m, const Tpx32f* post) {
+//   X[k] = conj(Z[m-k]) + P,  X[m-k] = conj(Z[k] - P),
+// X[j] going to floats 2j - 1 and 2j. Pairs are taken with k rising; the
+// store of X[m-k] covers the imaginary part of the next pair's partner, so
+// that partner is read first and carried to the next step. Z[0] and the
+// middle bin Z[m/2] are read before anything is written.
+inline void splitPair(Tpx32f* a, int64_t k, int64_t m, const Tpx32f* post, Tpx32f* carry) {
   const Tpx32f ar = a[2 * k], ai = a[2 * k + 1];
-  const Tpx32f br = a[2 * (m - k)], bi = -a[2 * (m - k) + 1];  // conj(Z[m-k])
+  const Tpx32f br = carry[0], bi = -carry[1];  // conj(Z[m-k])
   const Tpx32f c = post[2 * k], s = post[2 * k + 1];
   const Tpx32f dr = ar - br, di = ai - bi;
   const Tpx32f pr = s * dr + c * di, pi = s * di + c * -dr;
-  a[2 * k] = br + pr;
-  a[2 * k + 1] = bi + pi;
-  a[2 * (m - k)] = ar - pr;
-  a[2 * (m - k) + 1] = -(ai - pi);
+  copyComplex(a + 2 * (m - k - 1), carry);  // the next pair's partner
+  a[2 * k - 1] = br + pr;
+  a[2 * k] = bi + pi;
+  a[2 * (m - k) - 1] = ar - pr;
+  a[2 * (m - k)] = -(ai - pi);
 }
 
 void splitForward(Tpx32f* a, int64_t m, const Tpx32f* post) {
+  const Tpx32f z0r = a[0], z0i = a[1], middleR = a[m], middleI = a[m + 1];
+  Tpx32f carry[2];
+  copyComplex(a + 2 * (m - 1), carry);
   int64_t k = 1;
 #if TPX_ISA >= TPX_ISA_SSE
   const __m128 conj = imagSigns();
   const __m128 rotate = imagSigns();  // (di, -dr)
+  __m128 partner = _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(carry));
   for (; k + 1 <= m / 2 - 1; k += 2) {
-    const __m128 z = _mm_loadu_ps(a + 2 * k);             // Z[k], Z[k+1]
-    const __m128 wv = _mm_loadu_ps(a + 2 * (m - k - 1));  // Z[m-k-1], Z[m-k]
+    const __m128 z = _mm_loadu_ps(a + 2 * k);  // Z[k], Z[k+1]
+    // Z[m-k-1] from memory, Z[m-k] carried.
+    const __m128 wv = _mm_movelh_ps(
+        _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(a + 2 * (m - k - 1))),
+        partner);
     const __m128 b = _mm_xor_ps(_mm_shuffle_ps(wv, wv, _MM_SHUFFLE(1, 0, 3, 2)), conj);
     const __m128 t = _mm_loadu_ps(post + 2 * k);  // c_k, s_k, c_k+1, s_k+1
     const __m128 c = _mm_shuffle_ps(t, t, _MM_SHUFFLE(2, 2, 0, 0));
     const __m128 s = _mm_shuffle_ps(t, t, _MM_SHUFFLE(3, 3, 1, 1));
     const __m128 d = _mm_sub_ps(z, b);
     const __m128 p = _mm_add_ps(_mm_mul_ps(s, d), _mm_mul_ps(c, _mm_xor_ps(swapPairs(d), rotate)));
-    _mm_storeu_ps(a + 2 * k, _mm_add_ps(b, p));
     const __m128 e = _mm_xor_ps(_mm_sub_ps(z, p), conj);  // X[m-k], X[m-k-1]
-    _mm_storeu_ps(a + 2 * (m - k - 1), _mm_shuffle_ps(e, e, _MM_SHUFFLE(1, 0, 3, 2)));
+    partner = _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(a + 2 * (m - k - 2)));
+    _mm_storeu_ps(a + 2 * k - 1, _mm_add_ps(b, p));
+    _mm_storeu_ps(a + 2 * (m - k - 1) - 1, _mm_shuffle_ps(e, e, _MM_SHUFFLE(1, 0, 3, 2)));
   }
+  _mm_storel_pi(reinterpret_cast<__m64*>(carry), partner);
 #endif
-  for (; k <= m / 2 - 1; ++k) splitPair(a, k, m, post);
+  for (; k <= m / 2 - 1; ++k) splitPair(a, k, m, post, carry);
   // The middle bin is its own partner: X[m/2] = conj(Z[m/2]).
-  a[m + 1] = -a[m + 1];
-  const Tpx32f r = a[0], i = a[1];
-  a[0] = r + i;  // R0
-  a[1] = r - i;  // R(N/2), moved to the end below
+  a[m - 1] = middleR;
+  a[m] = -middleI;
+  a[0] = z0r + z0i;          // R0
+  a[2 * m - 1] = z0r - z0i;  // R(N/2)
 }
 
 // The inverse of the split, for the pair (k, m - k) with (c, t) = pre-table
@@ -483,10 +498,6 @@ void realForward(const Tpx32f* src, Tpx32f* dst, const TpxFftSpec* plan) {
   transformComplex(src, dst, k, false);
   if (plan->scaleFwd) scaleAll(dst, n, plan->scale);
   splitForward(dst, m, plan->postTable);
-  // R0, R(N/2), R1, I1, ... into Pack order R0, R1, I1, ..., R(N/2).
-  const Tpx32f nyquist = dst[1];
-  std::memmove(dst + 1, dst + 2, static_cast<std::size_t>(n - 2) * sizeof(Tpx32f));
-  dst[n - 1] = nyquist;
 }
 
 void realInverse(const Tpx32f* src, Tpx32f* dst, const TpxFftSpec* plan) {
