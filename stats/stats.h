@@ -22,6 +22,14 @@ namespace {
 
 inline bool badSize(TpxiSize size) { return size.width < 1 || size.height < 1; }
 
+// The checks of the norms: null pointer, then size, then a step below 1.
+inline TpxStatus checkNorm(const void* pSrc, const void* pNorm, int srcStep, TpxiSize roi) {
+  if (pSrc == nullptr || pNorm == nullptr) return tpxStsNullPtrErr;
+  if (badSize(roi)) return tpxStsSizeErr;
+  if (srcStep < 1) return tpxStsStepErr;
+  return tpxStsNoErr;
+}
+
 // The divisor of every mean: width x height multiplied in 32-bit integers and
 // allowed to wrap, so that huge regions divide by the same (wrong) count on
 // every build.

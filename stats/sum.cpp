@@ -275,36 +275,32 @@ TpxStatus tpx::TPX_NS::tpxiMean_16s_C1R(const Tpx16s* pSrc, int srcStep, TpxiSiz
 
 TpxStatus tpx::TPX_NS::tpxiNorm_L1_8u_C1R(const Tpx8u* pSrc, int srcStep, TpxiSize roiSize,
                                           Tpx64f* pNorm) {
-  if (pSrc == nullptr || pNorm == nullptr) return tpxStsNullPtrErr;
-  if (badSize(roiSize)) return tpxStsSizeErr;
-  if (srcStep < 1) return tpxStsStepErr;
+  const TpxStatus status = checkNorm(pSrc, pNorm, srcStep, roiSize);
+  if (status != tpxStsNoErr) return status;
   *pNorm = sum8u(pSrc, srcStep, roiSize);
   return tpxStsNoErr;
 }
 
 TpxStatus tpx::TPX_NS::tpxiNorm_L1_16s_C1R(const Tpx16s* pSrc, int srcStep, TpxiSize roiSize,
                                            Tpx64f* pNorm) {
-  if (pSrc == nullptr || pNorm == nullptr) return tpxStsNullPtrErr;
-  if (badSize(roiSize)) return tpxStsSizeErr;
-  if (srcStep < 1) return tpxStsStepErr;
+  const TpxStatus status = checkNorm(pSrc, pNorm, srcStep, roiSize);
+  if (status != tpxStsNoErr) return status;
   *pNorm = absSum16s(pSrc, srcStep, roiSize);
   return tpxStsNoErr;
 }
 
 TpxStatus tpx::TPX_NS::tpxiNorm_L2_8u_C1R(const Tpx8u* pSrc, int srcStep, TpxiSize roiSize,
                                           Tpx64f* pNorm) {
-  if (pSrc == nullptr || pNorm == nullptr) return tpxStsNullPtrErr;
-  if (badSize(roiSize)) return tpxStsSizeErr;
-  if (srcStep < 1) return tpxStsStepErr;
+  const TpxStatus status = checkNorm(pSrc, pNorm, srcStep, roiSize);
+  if (status != tpxStsNoErr) return status;
   *pNorm = normL2_8u(pSrc, srcStep, roiSize);
   return tpxStsNoErr;
 }
 
 TpxStatus tpx::TPX_NS::tpxiNorm_L2_16s_C1R(const Tpx16s* pSrc, int srcStep, TpxiSize roiSize,
                                            Tpx64f* pNorm) {
-  if (pSrc == nullptr || pNorm == nullptr) return tpxStsNullPtrErr;
-  if (badSize(roiSize)) return tpxStsSizeErr;
-  if (srcStep < 1) return tpxStsStepErr;
+  const TpxStatus status = checkNorm(pSrc, pNorm, srcStep, roiSize);
+  if (status != tpxStsNoErr) return status;
   *pNorm = normL2_16s(pSrc, srcStep, roiSize);
   return tpxStsNoErr;
 }

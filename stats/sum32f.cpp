@@ -184,18 +184,16 @@ TpxStatus tpx::TPX_NS::tpxiMean_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSiz
 
 TpxStatus tpx::TPX_NS::tpxiNorm_L1_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize,
                                            Tpx64f* pNorm, TpxAccuracyHint hint) {
-  if (pSrc == nullptr || pNorm == nullptr) return tpxStsNullPtrErr;
-  if (badSize(roiSize)) return tpxStsSizeErr;
-  if (srcStep < 1) return tpxStsStepErr;
+  const TpxStatus status = checkNorm(pSrc, pNorm, srcStep, roiSize);
+  if (status != tpxStsNoErr) return status;
   *pNorm = sum32f<Term::kAbs>(pSrc, srcStep, roiSize, hint);
   return tpxStsNoErr;
 }
 
 TpxStatus tpx::TPX_NS::tpxiNorm_L2_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize,
                                            Tpx64f* pNorm, TpxAccuracyHint hint) {
-  if (pSrc == nullptr || pNorm == nullptr) return tpxStsNullPtrErr;
-  if (badSize(roiSize)) return tpxStsSizeErr;
-  if (srcStep < 1) return tpxStsStepErr;
+  const TpxStatus status = checkNorm(pSrc, pNorm, srcStep, roiSize);
+  if (status != tpxStsNoErr) return status;
   *pNorm = std::sqrt(sum32f<Term::kSquare>(pSrc, srcStep, roiSize, hint));
   return tpxStsNoErr;
 }
