@@ -10,17 +10,8 @@
 
 namespace arithtest {
 
-inline uint32_t bitsOf(float f) {
-  uint32_t u;
-  std::memcpy(&u, &f, sizeof u);
-  return u;
-}
-
-inline float fromBits(uint32_t u) {
-  float f;
-  std::memcpy(&f, &u, sizeof f);
-  return f;
-}
+using tpxtest::bitsOf;
+using tpxtest::fromBits;
 
 constexpr uint32_t kPosInf = 0x7f800000u;
 constexpr uint32_t kNegInf = 0xff800000u;

@@ -14,24 +14,15 @@
 
 namespace {
 
+using tpxtest::bitsOf;
 using tpxtest::expectVariantsMatchGeneric;
 using tpxtest::forEachVariant;
+using tpxtest::fromBits;
 using tpxtest::Image;
 using tpxtest::Outcome;
 
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
-
-float bitsToFloat(uint32_t bits) {
-  float f;
-  std::memcpy(&f, &bits, 4);
-  return f;
-}
-uint32_t floatBits(float f) {
-  uint32_t bits;
-  std::memcpy(&bits, &f, 4);
-  return bits;
-}
 
 // ----- The float-to-integer rule, written independently -----------------------
 // Saturate on the float first, then round to nearest even (nearbyint in the
@@ -127,7 +118,7 @@ void checkRuleRows(const RuleRow (&rows)[N]) {
           values[size_t(at)] = r.value;
           const std::vector<D> got = convertRow<D>(values, r.roundMode);
           EXPECT_EQ(int(got[size_t(at)]), r.expected)
-              << "value " << r.value << " (0x" << std::hex << floatBits(r.value) << std::dec
+              << "value " << r.value << " (0x" << std::hex << bitsOf(r.value) << std::dec
               << ") mode " << r.roundMode << " width " << width << " at " << at;
         }
       }
@@ -152,7 +143,7 @@ std::vector<float> denseFloats() {
   for (int i = 0; i < 20000; ++i) v.push_back(d(rng));
   for (uint32_t bits : {0x00000001u, 0x80000001u, 0x7f7fffffu, 0xff7fffffu, 0x7fc00001u,
                         0xffc12345u, 0x7f800001u, 0x4f000000u, 0xcf000000u, 0x4effffffu}) {
-    v.push_back(bitsToFloat(bits));
+    v.push_back(fromBits(bits));
   }
   return v;
 }
@@ -249,7 +240,7 @@ S randomValue(std::mt19937& rng) {
         return float(int(rng() % 70000) - 35000) + 0.5f;
       case 1: {
         const float specials[] = {kNaN, -kNaN,  kInf,     -kInf,     -0.0f,
-                                  0.0f, 255.0f, 32767.0f, -32768.0f, bitsToFloat(0x7fc12345u)};
+                                  0.0f, 255.0f, 32767.0f, -32768.0f, fromBits(0x7fc12345u)};
         return specials[rng() % 10];
       }
       default:
@@ -363,9 +354,9 @@ TEST(SetShapes, FillsExactPatternsInEveryVariant) {
   checkSetOnShapes<Tpx16s>("Set_16s", tpxiSet_16s_C1R, {0, -1, -2, 0x1234, -32768});
   checkSetOnShapes<Tpx32s>("Set_32s", tpxiSet_32s_C1R, {0, -1, 0x01020304, INT_MIN});
   // The 32f fill keeps the pattern: -0, infinities and NaNs with payloads.
-  checkSetOnShapes<Tpx32f>("Set_32f", tpxiSet_32f_C1R,
-                           {1.5f, -0.0f, -kInf, bitsToFloat(0x7fc12345u), bitsToFloat(0xffc00001u),
-                            bitsToFloat(0x00000001u)});
+  checkSetOnShapes<Tpx32f>(
+      "Set_32f", tpxiSet_32f_C1R,
+      {1.5f, -0.0f, -kInf, fromBits(0x7fc12345u), fromBits(0xffc00001u), fromBits(0x00000001u)});
 }
 
 // ----- Argument checks ---------------------------------------------------------
@@ -496,11 +487,11 @@ TEST(CopySteps, FloatCopyKeepsBitPatterns) {
   const uint32_t kPatterns[] = {0x80000000u, 0x7fc12345u, 0xffbfffffu, 0x7f800001u, 0x00000001u};
   forEachVariant([&](int) {
     Image<Tpx32f> src(5, 1);
-    src.fill([&](int x, int) { return bitsToFloat(kPatterns[x]); });
+    src.fill([&](int x, int) { return fromBits(kPatterns[x]); });
     Image<Tpx32f> dst(5, 1);
     EXPECT_EQ(tpxiCopy_32f_C1R(src.ptr(), src.step(), dst.ptr(), dst.step(), dst.size()),
               tpxStsNoErr);
-    for (int x = 0; x < 5; ++x) EXPECT_EQ(floatBits(dst.get(x, 0)), kPatterns[x]);
+    for (int x = 0; x < 5; ++x) EXPECT_EQ(bitsOf(dst.get(x, 0)), kPatterns[x]);
   });
 }
 

@@ -99,6 +99,18 @@ Outcome expectVariantsMatchGeneric(Body&& body) {
   return generic;
 }
 
+// The bit pattern of a float and back.
+inline uint32_t bitsOf(float f) {
+  uint32_t u;
+  std::memcpy(&u, &f, sizeof u);
+  return u;
+}
+inline float fromBits(uint32_t u) {
+  float f;
+  std::memcpy(&f, &u, sizeof f);
+  return f;
+}
+
 // The byte every guard position holds: varies with the offset, so that a
 // block written one position off is caught too.
 inline uint8_t guardByte(size_t offset) { return static_cast<uint8_t>(0xA5 ^ (offset * 29)); }

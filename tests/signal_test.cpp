@@ -13,20 +13,11 @@
 
 namespace {
 
+using tpxtest::bitsOf;
 using tpxtest::expectVariantsMatchGeneric;
 using tpxtest::forEachVariant;
+using tpxtest::fromBits;
 using tpxtest::Outcome;
-
-uint32_t bits(float f) {
-  uint32_t b;
-  std::memcpy(&b, &f, 4);
-  return b;
-}
-float fromBits(uint32_t b) {
-  float f;
-  std::memcpy(&f, &b, 4);
-  return f;
-}
 
 // sum x 2^-f rounded to nearest with ties to even, saturated: computed as an
 // exact rational (floor division and the remainder).
@@ -131,12 +122,13 @@ TEST(SignalFloat, AddsAndTheZeroConstantWritesNothing) {
     std::vector<float> sd = {0.25f, 2.0f, 1e30f, 0.0f, -3.25f, 1.0f, 1e-40f, 0.2f, -9.0f};
     const std::vector<float> before = sd;
     ASSERT_EQ(tpxsAdd_32f_I(src.data(), sd.data(), int(sd.size())), tpxStsNoErr);
-    for (size_t i = 0; i < sd.size(); ++i) EXPECT_EQ(bits(sd[i]), bits(before[i] + src[i])) << i;
+    for (size_t i = 0; i < sd.size(); ++i)
+      EXPECT_EQ(bitsOf(sd[i]), bitsOf(before[i] + src[i])) << i;
     std::vector<float> nan = {fromBits(0x7fc12345u), fromBits(0xffc00001u), -0.0f, 1.0f, 2.0f};
     const std::vector<float> nanBefore = nan;
     for (float zero : {0.0f, -0.0f}) {
       ASSERT_EQ(tpxsAddC_32f_I(zero, nan.data(), int(nan.size())), tpxStsNoErr);
-      for (size_t i = 0; i < nan.size(); ++i) EXPECT_EQ(bits(nan[i]), bits(nanBefore[i]));
+      for (size_t i = 0; i < nan.size(); ++i) EXPECT_EQ(bitsOf(nan[i]), bitsOf(nanBefore[i]));
     }
     ASSERT_EQ(tpxsAddC_32f_I(0.5f, nan.data(), int(nan.size())), tpxStsNoErr);
     EXPECT_TRUE(std::isnan(nan[0]));
@@ -349,14 +341,14 @@ TEST(SignalSort, OrderOfSignedZerosAndUnchangedInputs) {
     for (const Row& r : kRows) {
       std::vector<float> v = r.in;
       ASSERT_EQ(tpxsSortAscend_32f_I(v.data(), int(v.size())), tpxStsNoErr);
-      for (size_t i = 0; i < v.size(); ++i) EXPECT_EQ(bits(v[i]), bits(r.out[i])) << i;
+      for (size_t i = 0; i < v.size(); ++i) EXPECT_EQ(bitsOf(v[i]), bitsOf(r.out[i])) << i;
     }
     // Ten equal values (alternating zeros) and sorted distinct input: unchanged.
     std::vector<float> zeros;
     for (int i = 0; i < 10; ++i) zeros.push_back(i % 2 ? m : p);
     std::vector<float> v = zeros;
     ASSERT_EQ(tpxsSortAscend_32f_I(v.data(), 10), tpxStsNoErr);
-    for (size_t i = 0; i < 10; ++i) EXPECT_EQ(bits(v[i]), bits(zeros[i])) << i;
+    for (size_t i = 0; i < 10; ++i) EXPECT_EQ(bitsOf(v[i]), bitsOf(zeros[i])) << i;
     std::vector<float> sorted;
     for (int i = 0; i < 50; ++i) sorted.push_back(float(i) - 20.5f);
     v = sorted;
@@ -447,7 +439,7 @@ TEST(SignalCopySet, FillsAndCopies) {
       EXPECT_EQ(std::memcmp(src.data(), dst.data(), size_t(len) * 4), 0);
       EXPECT_EQ(dst[size_t(len)], 9.0f);
       ASSERT_EQ(tpxsZero_32f(dst.data(), len), tpxStsNoErr);
-      for (int i = 0; i < len; ++i) EXPECT_EQ(bits(dst[size_t(i)]), 0u);
+      for (int i = 0; i < len; ++i) EXPECT_EQ(bitsOf(dst[size_t(i)]), 0u);
       EXPECT_EQ(dst[size_t(len)], 9.0f);
       std::vector<Tpx32s> s32(size_t(len) + 1, 5);
       ASSERT_EQ(tpxsSet_32s(-123456, s32.data(), len), tpxStsNoErr);
