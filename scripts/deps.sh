@@ -1,16 +1,21 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the builds and tests need, if any is missing.
 # Idempotent: does nothing (and needs no network) when all are present.
+# usage: scripts/deps.sh          everything the three test builds need
+#        scripts/deps.sh build    only the compiler and build tools (the demos)
 set -euo pipefail
 
+build=(cmake ninja-build g++ pkgconf)
 packages=(
-  cmake ninja-build g++ pkgconf      # build
+  "${build[@]}"
   g++-multilib                       # the -m32 build
+  qemu-user                          # i386 tests where the kernel cannot run them; processor models
   googletest libgtest-dev            # tests (the 32-bit build compiles GoogleTest from source)
   libbenchmark-dev                   # benchmarks
   libopencv-dev                      # test oracle and benchmark peer
   libfftw3-dev                       # benchmark peer of the FFT engine
 )
+[ "${1:-}" = build ] && packages=("${build[@]}")
 
 missing=()
 for p in "${packages[@]}"; do
