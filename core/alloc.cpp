@@ -22,6 +22,9 @@ void* mallocAligned(int32_t n) {
 }
 
 void* mallocBlock(uint32_t totalBytes) {
+  // A total that wrapped below the spare bytes has no room for the hidden
+  // word in front of the aligned block: writing it would land outside.
+  if (totalBytes < kAllocSpare) return nullptr;
   void* raw = std::malloc(totalBytes);
   if (raw == nullptr) return nullptr;
   const uintptr_t aligned =

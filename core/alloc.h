@@ -22,7 +22,8 @@ constexpr uintptr_t kAllocAlign = 32;
 void* mallocAligned(int32_t n);
 
 // The block rule on a total that already includes the spare bytes (the
-// vector allocator computes len x 4 + 36 itself and tests only len).
+// vector allocator computes len x 4 + 36 itself and tests only len). A total
+// below the spare bytes (a wrapped one) gives null.
 void* mallocBlock(uint32_t totalBytes);
 
 // Releases a block of mallocAligned; null does nothing.

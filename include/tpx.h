@@ -189,7 +189,10 @@ TPX_API Tpx32s* tpxiMalloc_32s_C1(int widthPixels, int heightPixels, int* pStepB
 TPX_API Tpx32f* tpxiMalloc_32f_C1(int widthPixels, int heightPixels, int* pStepBytes);
 TPX_API void tpxiFree(void* ptr);
 
-/* A vector of len floats (null when len < 1). */
+/* A vector of len floats (null when len < 1). len x 4 + 36 bytes are taken
+   from the heap, computed in 32 bits; where that wraps below 36 (len of
+   0x3FFFFFF7 or more) no block can hold the alignment word, and the result
+   is null. */
 TPX_API Tpx32f* tpxsMalloc_32f(int len);
 TPX_API void tpxsFree(void* ptr);
 

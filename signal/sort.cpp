@@ -1,5 +1,5 @@
-// In-place ascending sort of float vectors. Scalar: one entry serves every
-// index.
+// In-place ascending sort of float vectors; NaN values end up last. Scalar:
+// one entry serves every index.
 #include "core/image.h"
 
 #if TPX_VARIANT == 0
@@ -90,13 +90,30 @@ void quickSort(Tpx32f* a, int len) {
   }
 }
 
+// Moves every NaN behind the other values and returns how many values are
+// not NaN. NaN compares false with everything, so left among the keys it
+// would defeat the partition (every scan stops at it) and make the sort
+// quadratic. The values keep their relative order, so an input without NaN
+// is untouched; the NaNs end in an order of this exchange's making.
+int setNaNsApart(Tpx32f* a, int len) {
+  int kept = 0;
+  for (int k = 0; k < len; ++k) {
+    if (a[k] == a[k]) {
+      if (k != kept) exchange(a, kept, k);
+      ++kept;
+    }
+  }
+  return kept;
+}
+
 }  // namespace
 }  // namespace tpx::TPX_NS
 
 TpxStatus tpx::TPX_NS::tpxsSortAscend_32f_I(Tpx32f* pSrcDst, int len) {
   const TpxStatus status = checkVector(pSrcDst == nullptr, len);
   if (status != tpxStsNoErr) return status;
-  if (len > 1) quickSort(pSrcDst, len);
+  const int values = setNaNsApart(pSrcDst, len);
+  if (values > 1) quickSort(pSrcDst, values);
   return tpxStsNoErr;
 }
 

@@ -124,6 +124,8 @@ TEST(Alloc, VectorBlocks) {
     Tpx32f* tiny = tpxsMalloc_32f(0x40000000);
     expectBlockLayout(tiny);
     tpxsFree(tiny);
+    // Totals that wrap below 36 bytes (0, 20, 32) cannot hold the hidden word.
+    for (int len : {0x3FFFFFF7, 0x3FFFFFFC, 0x3FFFFFFF}) EXPECT_EQ(tpxsMalloc_32f(len), nullptr);
   });
 }
 

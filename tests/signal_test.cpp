@@ -360,6 +360,45 @@ TEST(SignalSort, OrderOfSignedZerosAndUnchangedInputs) {
   });
 }
 
+TEST(SignalSort, NaNsGoLastAndLeaveTheRestAsWithoutThem) {
+  // NaN values (several payloads) among zeros of both signs and duplicates;
+  // the last case alternates NaN and 1, which once made the sort quadratic.
+  std::mt19937 rng(11);
+  const uint32_t kNaNs[] = {0x7fc00000u, 0xffc00000u, 0x7fc00123u, 0x7f800001u};
+  for (int n : {1, 2, 9, 10, 64, 1001, 1 << 19}) {
+    const bool alternate = n == (1 << 19);
+    std::vector<float> input =
+        alternate ? std::vector<float>(size_t(n), 1.0f) : pattern("zeros", n, rng);
+    for (int i = 0; i < n; ++i) {
+      if (alternate ? i % 2 == 0 : rng() % 3 == 0) input[size_t(i)] = fromBits(kNaNs[i % 4]);
+    }
+    std::vector<float> values;
+    std::vector<uint32_t> nanBits;
+    for (float x : input) {
+      if (x == x)
+        values.push_back(x);
+      else
+        nanBits.push_back(bitsOf(x));
+    }
+    // The values alone, through the same sort: the NaNs must not disturb them.
+    if (!values.empty()) {
+      ASSERT_EQ(tpxsSortAscend_32f_I(values.data(), int(values.size())), tpxStsNoErr);
+    }
+    forEachVariant([&](int) {
+      std::vector<float> got = input;
+      ASSERT_EQ(tpxsSortAscend_32f_I(got.data(), n), tpxStsNoErr);
+      const size_t k = values.size();
+      for (size_t i = 0; i < k; ++i) ASSERT_EQ(bitsOf(got[i]), bitsOf(values[i])) << n << " " << i;
+      std::vector<uint32_t> tail;
+      for (size_t i = k; i < got.size(); ++i) tail.push_back(bitsOf(got[i]));
+      std::vector<uint32_t> want = nanBits;
+      std::sort(tail.begin(), tail.end());
+      std::sort(want.begin(), want.end());
+      EXPECT_EQ(tail, want) << n;  // every NaN kept, bit for bit
+    });
+  }
+}
+
 // ----- Polar to Cartesian -------------------------------------------------------------------
 
 TEST(SignalPolar, SingleElementUsesTheStandardFunctions) {
