@@ -79,4 +79,28 @@ std::vector<Shape> awkwardShapes() {
   return shapes;
 }
 
+void expectCheckOrder(const CheckRow& row) {
+  const size_t n = row.checks.size();
+  std::vector<uint8_t> arena(64 + kArenaSlot * kArenaSlots), fresh(arena.size());
+  for (size_t i = 0; i < fresh.size(); ++i) fresh[i] = guardByte(i);
+  auto run = [&](uint32_t bad, TpxStatus want, const std::string& what) {
+    arena = fresh;
+    const TpxStatus got = row.call(bad, arena.data());
+    EXPECT_EQ(got, want) << row.name << ": " << what;
+    if (got < 0) EXPECT_TRUE(arena == fresh) << row.name << ": " << what << " wrote on failure";
+  };
+  forEachVariant([&](int) {
+    run(0, row.valid, "no bad argument");
+    for (size_t i = 0; i < n; ++i) {
+      run(1u << i, row.checks[i].status, row.checks[i].what);
+      for (size_t j = i + 1; j < n; ++j) {
+        const int gi = row.checks[i].group, gj = row.checks[j].group;
+        if (gi >= 0 && gi == gj) continue;
+        run((1u << i) | (1u << j), row.checks[i].status,
+            std::string(row.checks[i].what) + " and " + row.checks[j].what);
+      }
+    }
+  });
+}
+
 }  // namespace tpxtest

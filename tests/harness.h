@@ -207,6 +207,38 @@ struct Shape {
 };
 std::vector<Shape> awkwardShapes();
 
+// ----- Argument checks -----------------------------------------------------------
+//
+// One export's argument checks, in the order the export makes them. call(bad,
+// arena) makes a valid call whose pointers all lie in arena and spoils the
+// argument of check k wherever bit k of bad is set (a null pointer, a size or
+// step just past what is allowed, ...). Checks of one group spoil the same
+// argument in different ways and are never combined.
+struct Check {
+  const char* what;
+  TpxStatus status;
+  int group = -1;  // -1: a group of its own
+};
+struct CheckRow {
+  const char* name;
+  std::vector<Check> checks;
+  TpxStatus (*call)(uint32_t bad, uint8_t* arena);
+  TpxStatus valid = tpxStsNoErr;  // the status of the unspoilt call
+};
+
+// In every variant: the unspoilt call gives row.valid; each check alone gives
+// its status; any two together give the status of the one listed first; and
+// a call that fails leaves the whole arena (sources and outputs) as it was.
+void expectCheckOrder(const CheckRow& row);
+
+constexpr size_t kArenaSlot = 2048, kArenaSlots = 8;
+// Slot k of an arena: kArenaSlot bytes, 64-byte aligned, with room before it
+// for steps that walk backwards.
+template <typename T>
+T* slot(uint8_t* arena, int k) {
+  return reinterpret_cast<T*>(arena + 64 + kArenaSlot * size_t(k));
+}
+
 }  // namespace tpxtest
 
 #endif  // TPX_TESTS_HARNESS_H

@@ -244,37 +244,6 @@ TEST(SignalSampling, UpSampling) {
   });
 }
 
-TEST(SignalSampling, CheckOrder) {
-  Tpx16s src[4] = {}, dst[16] = {};
-  int len = 0;
-  struct Row {
-    const char* what;
-    bool nullPhase;
-    int srcLen, factor, phase;
-    TpxStatus want;
-  };
-  const Row kRows[] = {
-      {"null phase, bad everything", true, 0, 0, 5, tpxStsNullPtrErr},
-      {"srcLen 0 before factor", false, 0, 0, 0, tpxStsSizeErr},
-      {"factor 0 before phase", false, 4, 0, 7, tpxStsSampleFactorErr},
-      {"phase equal to factor", false, 4, 3, 3, tpxStsSamplePhaseErr},
-      {"negative phase", false, 4, 3, -1, tpxStsSamplePhaseErr},
-      {"fine", false, 4, 3, 2, tpxStsNoErr},
-  };
-  forEachVariant([&](int) {
-    for (const Row& r : kRows) {
-      int phase = r.phase;
-      int* p = r.nullPhase ? nullptr : &phase;
-      EXPECT_EQ(tpxsSampleDown_16s(src, r.srcLen, dst, &len, r.factor, p), r.want) << r.what;
-      phase = r.phase;
-      EXPECT_EQ(tpxsSampleUp_16s(src, r.srcLen, dst, &len, r.factor, p), r.want) << r.what;
-    }
-    int phase = 0;
-    EXPECT_EQ(tpxsSampleDown_16s(src, 4, dst, nullptr, 2, &phase), tpxStsNullPtrErr);
-    EXPECT_EQ(tpxsSampleUp_16s(nullptr, 4, dst, &len, 2, &phase), tpxStsNullPtrErr);
-  });
-}
-
 // ----- Sort ---------------------------------------------------------------------------------
 
 std::vector<float> pattern(const std::string& kind, int n, std::mt19937& rng) {
@@ -484,48 +453,6 @@ TEST(SignalCopySet, FillsAndCopies) {
       ASSERT_EQ(tpxsSet_32s(-123456, s32.data(), len), tpxStsNoErr);
       for (int i = 0; i < len; ++i) EXPECT_EQ(s32[size_t(i)], -123456);
       EXPECT_EQ(s32[size_t(len)], 5);
-    }
-  });
-}
-
-TEST(SignalChecks, NullBeforeLengthForEveryOperation) {
-  Tpx16s a16[4] = {}, b16[4] = {};
-  Tpx32f a32[4] = {}, b32[4] = {}, c32[4] = {};
-  Tpx32s s32[4] = {};
-  forEachVariant([&](int) {
-    for (int len : {0, -3}) {
-      const TpxStatus nulls[] = {tpxsAdd_16s(a16, nullptr, b16, len),
-                                 tpxsAdd_16s_I(nullptr, b16, len),
-                                 tpxsAdd_16s_ISfs(a16, nullptr, len, 3),
-                                 tpxsSub_16s(nullptr, a16, b16, len),
-                                 tpxsSub_16s_I(a16, nullptr, len),
-                                 tpxsSub_16s_ISfs(nullptr, b16, len, 20),
-                                 tpxsAdd_32f_I(nullptr, a32, len),
-                                 tpxsAddC_32f_I(1.0f, nullptr, len),
-                                 tpxsRShiftC_16s(a16, 3, nullptr, len),
-                                 tpxsRShiftC_16s_I(3, nullptr, len),
-                                 tpxsSortAscend_32f_I(nullptr, len),
-                                 tpxsPolarToCart_32f(a32, b32, c32, nullptr, len),
-                                 tpxsCopy_32f(nullptr, a32, len),
-                                 tpxsSet_32s(1, nullptr, len),
-                                 tpxsZero_32f(nullptr, len)};
-      for (TpxStatus s : nulls) EXPECT_EQ(s, tpxStsNullPtrErr);
-      const TpxStatus sizes[] = {tpxsAdd_16s(a16, a16, b16, len),
-                                 tpxsAdd_16s_I(a16, b16, len),
-                                 tpxsAdd_16s_ISfs(a16, b16, len, 20),
-                                 tpxsSub_16s(a16, a16, b16, len),
-                                 tpxsSub_16s_I(a16, b16, len),
-                                 tpxsSub_16s_ISfs(a16, b16, len, -20),
-                                 tpxsAdd_32f_I(a32, b32, len),
-                                 tpxsAddC_32f_I(0.0f, a32, len),
-                                 tpxsRShiftC_16s(a16, -1, b16, len),
-                                 tpxsRShiftC_16s_I(-1, a16, len),
-                                 tpxsSortAscend_32f_I(a32, len),
-                                 tpxsPolarToCart_32f(a32, b32, c32, a32, len),
-                                 tpxsCopy_32f(a32, b32, len),
-                                 tpxsSet_32s(1, s32, len),
-                                 tpxsZero_32f(a32, len)};
-      for (TpxStatus s : sizes) EXPECT_EQ(s, tpxStsSizeErr);
     }
   });
 }
