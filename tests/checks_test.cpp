@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 
+#include "filter/linear.h"
 #include "tests/harness.h"
 
 namespace {
@@ -420,6 +421,131 @@ CheckRow samplingRow(const char* name) {
 TEST(Checks, SignalSampling) {
   runRows({samplingRow<tpxsSampleDown_16s>("SampleDown_16s"),
            samplingRow<tpxsSampleUp_16s>("SampleUp_16s")});
+}
+
+// ----- Linear filters -------------------------------------------------------------------
+//
+// One output pixel under a 3 x 3 kernel anchored at its centre. The source
+// sits in slot 1, so the rows the kernel reaches above it stay in the arena.
+// Source steps must cover width + kernel width - 1 elements (the column
+// filter: width alone), destination steps width elements.
+
+#define KSIZE(kw, kh) (TpxiSize{BAD(kw) ? 0 : 3, BAD(kh) ? -1 : 3})
+
+TEST(Checks, LinearFilters) {
+  const std::vector<Check> ptrs = {null("src"), null("dst"), null("kernel")};
+  auto with = [](std::vector<Check> c, std::initializer_list<Check> more) {
+    c.insert(c.end(), more);
+    return c;
+  };
+  runRows({
+      {"Filter_8u",
+       with(ptrs, {kW,
+                   kH,
+                   {"kernel width 0", kSize},
+                   {"kernel height -1", kSize},
+                   {"divisor 0", tpxStsDivisorErr},
+                   {"src step 2", kStep},
+                   {"dst step 0", kStep}}),
+       CALL(return tpxiFilter_8u_C1R(PTR(Tpx8u, 1, 0), BAD(8) ? 2 : 3, PTR(Tpx8u, 3, 1),
+                                     BAD(9) ? 0 : 1, ROI(3, 4), PTR(Tpx32s, 4, 2), KSIZE(5, 6),
+                                     {1, 1}, BAD(7) ? 0 : 9);)},
+      // The 16s filter folds the divisor into float taps in scratch first:
+      // the kernel, its size and the divisor are checked before the scratch
+      // is allocated, the images after it.
+      {"Filter_16s",
+       {null("kernel"),
+        {"kernel width 0", kSize},
+        {"kernel height -1", kSize},
+        {"divisor 0", tpxStsDivisorErr},
+        {"no scratch for 60000 x 60000 taps", tpxStsMemAllocErr},
+        null("src"),
+        null("dst"),
+        kW,
+        kH,
+        {"src step 5", kStep},
+        {"dst step 1", kStep}},
+       CALL(const int side = BAD(4) ? 60000 : 3; return tpxiFilter_16s_C1R(
+                PTR(Tpx16s, 1, 5), BAD(9) ? 5 : 6, PTR(Tpx16s, 3, 6), BAD(10) ? 1 : 2, ROI(7, 8),
+                PTR(Tpx32s, 4, 0), {BAD(1) ? 0 : side, BAD(2) ? -1 : side}, {1, 1},
+                BAD(3) ? 0 : 3);)},
+      {"Filter32f_16s (internal)",
+       with(ptrs, {kW,
+                   kH,
+                   {"kernel width 0", kSize},
+                   {"kernel height -1", kSize},
+                   {"src step 5", kStep},
+                   {"dst step 1", kStep}}),
+       CALL(return tpxiFilter32f_16s_C1R(PTR(Tpx16s, 1, 0), BAD(7) ? 5 : 6, PTR(Tpx16s, 3, 1),
+                                         BAD(8) ? 1 : 2, ROI(3, 4), PTR(F, 4, 2), KSIZE(5, 6),
+                                         {1, 1});)},
+      {"Filter_32f",
+       with(ptrs, {kW,
+                   kH,
+                   {"kernel width 0", kSize},
+                   {"kernel height -1", kSize},
+                   {"src step 11", kStep},
+                   {"dst step 3", kStep}}),
+       CALL(return tpxiFilter_32f_C1R(PTR(F, 1, 0), BAD(7) ? 11 : 12, PTR(F, 3, 1), BAD(8) ? 3 : 4,
+                                      ROI(3, 4), PTR(F, 4, 2), KSIZE(5, 6), {1, 1});)},
+      {"FilterRow_32f",
+       with(ptrs,
+            {kW, kH, {"kernel size 0", kSize}, {"src step 11", kStep}, {"dst step 3", kStep}}),
+       CALL(return tpxiFilterRow_32f_C1R(PTR(F, 1, 0), BAD(6) ? 11 : 12, PTR(F, 3, 1),
+                                         BAD(7) ? 3 : 4, ROI(3, 4), PTR(F, 4, 2), BAD(5) ? 0 : 3,
+                                         1);)},
+      {"FilterColumn_32f",
+       with(ptrs,
+            {kW, kH, {"kernel size -1", kSize}, {"src step 3", kStep}, {"dst step 3", kStep}}),
+       CALL(return tpxiFilterColumn_32f_C1R(PTR(F, 1, 0), BAD(6) ? 3 : 4, PTR(F, 3, 1),
+                                            BAD(7) ? 3 : 4, ROI(3, 4), PTR(F, 4, 2),
+                                            BAD(5) ? -1 : 3, 1);)},
+  });
+}
+
+// ----- Template matching ------------------------------------------------------------------
+
+// Pointers, the four sizes, the template fitting inside the source (in every
+// mode), then the three steps.
+template <TpxStatus (*Fn)(const F*, int, TpxiSize, const F*, int, TpxiSize, F*, int)>
+CheckRow matchRow(const char* name) {
+  return {
+    name,
+        {null("src"),
+         null("template"),
+         null("dst"),
+         {"src width 0", kSize},
+         {"src height -1", kSize},
+         {"template width 0", kSize, 5},
+         {"template height -1", kSize, 6},
+         {"template wider than the source", kSize, 5},
+         {"template taller than the source", kSize, 6},
+         {"src step 0", kStep},
+         {"template step 0", kStep},
+         {"dst step -4", kStep}},
+        CALL(return Fn(PTR(F, 0, 0), BAD(9) ? 0 : 1, ROI(3, 4), PTR(F, 1, 1), BAD(10) ? 0 : 1,
+                       {BAD(5)   ? 0
+                        : BAD(7) ? 2
+                                 : 1,
+                        BAD(6)   ? -1
+                        : BAD(8) ? 2
+                                 : 1},
+                       PTR(F, 2, 2), BAD(11) ? -4 : 1);)
+  };
+}
+
+TEST(Checks, TemplateMatching) {
+  runRows({
+      matchRow<tpxiCrossCorrFull_Norm_32f_C1R>("CrossCorrFull_Norm"),
+      matchRow<tpxiCrossCorrSame_Norm_32f_C1R>("CrossCorrSame_Norm"),
+      matchRow<tpxiCrossCorrValid_Norm_32f_C1R>("CrossCorrValid_Norm"),
+      matchRow<tpxiCrossCorrFull_NormLevel_32f_C1R>("CrossCorrFull_NormLevel"),
+      matchRow<tpxiCrossCorrSame_NormLevel_32f_C1R>("CrossCorrSame_NormLevel"),
+      matchRow<tpxiCrossCorrValid_NormLevel_32f_C1R>("CrossCorrValid_NormLevel"),
+      matchRow<tpxiSqrDistanceFull_Norm_32f_C1R>("SqrDistanceFull_Norm"),
+      matchRow<tpxiSqrDistanceSame_Norm_32f_C1R>("SqrDistanceSame_Norm"),
+      matchRow<tpxiSqrDistanceValid_Norm_32f_C1R>("SqrDistanceValid_Norm"),
+  });
 }
 
 }  // namespace

@@ -197,29 +197,6 @@ TEST(Match, SameModeAnchorsEvenTemplatesAtTheirHalf) {
     }
 }
 
-TEST(Match, CheckOrder) {
-  Image<Tpx32f> src(10, 8), tpl(3, 3), big(11, 2), dst(20, 20);
-  forEachVariant([&](int) {
-    for (Mode mode : kModes)
-      for (Measure measure : kMeasures) {
-        const MatchFn f = function(mode, measure);
-        EXPECT_EQ(f(nullptr, 0, {0, 0}, tpl.ptr(), 0, tpl.size(), dst.ptr(), 0), tpxStsNullPtrErr);
-        EXPECT_EQ(f(src.ptr(), 40, src.size(), tpl.ptr(), 12, tpl.size(), nullptr, 80),
-                  tpxStsNullPtrErr);
-        EXPECT_EQ(f(src.ptr(), 0, {10, 0}, tpl.ptr(), 0, tpl.size(), dst.ptr(), 0), tpxStsSizeErr);
-        EXPECT_EQ(f(src.ptr(), 0, src.size(), tpl.ptr(), 0, {3, 0}, dst.ptr(), 0), tpxStsSizeErr);
-        // A template wider than the source, in every mode, before the steps.
-        EXPECT_EQ(f(src.ptr(), 0, src.size(), big.ptr(), 0, big.size(), dst.ptr(), 0),
-                  tpxStsSizeErr);
-        EXPECT_EQ(f(src.ptr(), 40, src.size(), tpl.ptr(), 0, tpl.size(), dst.ptr(), 80),
-                  tpxStsStepErr);
-        EXPECT_EQ(f(src.ptr(), 40, src.size(), tpl.ptr(), 12, tpl.size(), dst.ptr(), -4),
-                  tpxStsStepErr);
-      }
-    EXPECT_TRUE(dst.guardsIntact());
-  });
-}
-
 TEST(Match, EveryVariantGivesTheGenericBytes) {
   Image<Tpx32f> src(83, 61, 83 * 4 + 4), tpl(9, 6);
   src.fillRandom(8, -2.0f, 2.0f);
