@@ -29,7 +29,7 @@ int referenceScale(int64_t r, int sf) {
   const int lo = std::is_same_v<T, Tpx8u> ? 0 : -32768;
   const int hi = std::is_same_v<T, Tpx8u> ? 255 : 32767;
   // |R| < 2^31: beyond a shift of 40 the exact value is below 1/2 in size.
-  const int64_t v = sf > 40    ? 0
+  const int64_t v = sf > 40   ? 0
                     : sf >= 0 ? roundRational(r, int64_t(1) << sf)
                               : r * (int64_t(1) << std::min(-sf, 31));
   return v < lo ? lo : v > hi ? hi : static_cast<int>(v);
@@ -216,29 +216,41 @@ int expectedPixel(const OpCase<T>& op, const Image<T>& a, const Image<T>& b, int
 
 // ----- The rule, densely ------------------------------------------------------------
 
-TEST(ScaledRule, All8uPairsForEveryScaleFactor) {
-  // a = column, b = row: all 65536 pairs for two-image and in-place forms;
-  // the constant forms take each of a sample of constants in turn.
-  Image<Tpx8u> a(256, 256), b(256, 256);
-  a.fill([](int x, int) { return Tpx8u(x); });
-  b.fill([](int, int y) { return Tpx8u(y); });
-  for (const OpCase<Tpx8u>& op : opCases<Tpx8u>()) {
+// Sampled 16s pairs: extremes, small values around ties, random.
+std::vector<int> samples16s() {
+  std::vector<int> v = {-32768, -32767, -32766, -16385, -16384, -257, -256, -255,  -3,    -2,
+                        -1,     0,      1,      2,      3,      255,  256,  16384, 32766, 32767};
+  std::mt19937 rng(11);
+  for (int i = 0; i < 44; ++i) v.push_back(int(rng() % 65536) - 32768);
+  return v;
+}
+
+// Every pair of the given values (a = column, b = row) through every case, for
+// every scale factor from below the saturating bound to above the zeroing
+// one; the constant forms take each of the given constants in turn.
+template <typename T>
+void checkRuleOnPairs(const std::vector<int>& s, const std::vector<int>& constants, int dstPad) {
+  const int n = int(s.size());
+  Image<T> a(n, n), b(n, n);
+  a.fill([&](int x, int) { return T(s[size_t(x)]); });
+  b.fill([&](int, int y) { return T(s[size_t(y)]); });
+  for (const OpCase<T>& op : opCases<T>()) {
     SCOPED_TRACE(op.name);
     const bool constant = op.form == Form::kConstInPlace || op.form == Form::kConstOut;
     for (int sf = op.signBelow - 3; sf <= op.zeroAbove + 3; ++sf) {
-      for (int value : constant ? std::vector<int>{0, 1, 2, 3, 100, 255} : std::vector<int>{-1}) {
-        Image<Tpx8u> bb(256, 256);
-        bb.fill([&](int x, int y) { return value < 0 ? b.get(x, y) : Tpx8u(value); });
+      for (int value : constant ? constants : std::vector<int>{INT32_MIN}) {
+        Image<T> bb(n, n);
+        bb.fill([&](int x, int y) { return value == INT32_MIN ? b.get(x, y) : T(value); });
         std::vector<int> expected;
-        for (int y = 0; y < 256; ++y)
-          for (int x = 0; x < 256; ++x) expected.push_back(expectedPixel(op, a, bb, x, y, sf));
+        for (int y = 0; y < n; ++y)
+          for (int x = 0; x < n; ++x) expected.push_back(expectedPixel(op, a, bb, x, y, sf));
         forEachVariant([&](int) {
-          const OpRun<Tpx8u> run = runCase(op, a, bb, sf, 0);
+          const OpRun<T> run = runCase(op, a, bb, sf, dstPad);
           ASSERT_EQ(run.status, tpxStsNoErr) << "sf " << sf;
           int bad = 0;
-          for (int y = 0; y < 256; ++y)
-            for (int x = 0; x < 256; ++x) {
-              const int want = expected[size_t(y * 256 + x)];
+          for (int y = 0; y < n; ++y)
+            for (int x = 0; x < n; ++x) {
+              const int want = expected[size_t(y * n + x)];
               if (run.dst.get(x, y) != want && bad++ < 3) {
                 ADD_FAILURE() << "sf " << sf << " a " << int(a.get(x, y)) << " b "
                               << int(bb.get(x, y)) << " gave " << int(run.dst.get(x, y)) << " want "
@@ -252,106 +264,14 @@ TEST(ScaledRule, All8uPairsForEveryScaleFactor) {
   }
 }
 
-// Sampled 16s pairs: extremes, small values around ties, random.
-std::vector<int> samples16s() {
-  std::vector<int> v = {-32768, -32767, -32766, -16385, -16384, -257, -256, -255,  -3,    -2,
-                        -1,     0,      1,      2,      3,      255,  256,  16384, 32766, 32767};
-  std::mt19937 rng(11);
-  for (int i = 0; i < 44; ++i) v.push_back(int(rng() % 65536) - 32768);
-  return v;
+TEST(ScaledRule, All8uPairsForEveryScaleFactor) {
+  std::vector<int> all(256);
+  for (int v = 0; v < 256; ++v) all[size_t(v)] = v;
+  checkRuleOnPairs<Tpx8u>(all, {0, 1, 2, 3, 100, 255}, 0);
 }
 
 TEST(ScaledRule, Sampled16sPairsForEveryScaleFactor) {
-  const std::vector<int> s = samples16s();
-  const int n = int(s.size());
-  Image<Tpx16s> a(n, n), b(n, n);
-  a.fill([&](int x, int) { return Tpx16s(s[size_t(x)]); });
-  b.fill([&](int, int y) { return Tpx16s(s[size_t(y)]); });
-  for (const OpCase<Tpx16s>& op : opCases<Tpx16s>()) {
-    SCOPED_TRACE(op.name);
-    const bool constant = op.form == Form::kConstInPlace || op.form == Form::kConstOut;
-    for (int sf = op.signBelow - 3; sf <= op.zeroAbove + 3; ++sf) {
-      for (int value : constant ? std::vector<int>{0, 1, -1, 3, -32768, 32767, 12345}
-                                : std::vector<int>{INT32_MIN}) {
-        Image<Tpx16s> bb(n, n);
-        bb.fill([&](int x, int y) { return value == INT32_MIN ? b.get(x, y) : Tpx16s(value); });
-        std::vector<int> expected;
-        for (int y = 0; y < n; ++y)
-          for (int x = 0; x < n; ++x) expected.push_back(expectedPixel(op, a, bb, x, y, sf));
-        forEachVariant([&](int) {
-          const OpRun<Tpx16s> run = runCase(op, a, bb, sf, 3);
-          ASSERT_EQ(run.status, tpxStsNoErr) << "sf " << sf;
-          int bad = 0;
-          for (int y = 0; y < n; ++y)
-            for (int x = 0; x < n; ++x) {
-              const int want = expected[size_t(y * n + x)];
-              if (run.dst.get(x, y) != want && bad++ < 3) {
-                ADD_FAILURE() << "sf " << sf << " a " << a.get(x, y) << " b " << bb.get(x, y)
-                              << " gave " << run.dst.get(x, y) << " want " << want;
-              }
-            }
-          EXPECT_TRUE(run.dst.guardsIntact());
-        });
-      }
-    }
-  }
-}
-
-// ----- Documented examples ------------------------------------------------------------
-
-TpxStatus add8u(int a, int b, int sf, int* out) {
-  Tpx8u x = Tpx8u(a), y = Tpx8u(b), d = 0;
-  const TpxStatus s = tpxiAdd_8u_C1RSfs(&x, 1, &y, 1, &d, 1, {1, 1}, sf);
-  *out = d;
-  return s;
-}
-
-TEST(ScaledRule, DocumentedExamples) {
-  struct Row {
-    const char* what;
-    std::function<int()> run;
-    int expected;
-  };
-  auto add16 = [](int a, int b, int sf) {
-    Tpx16s x = Tpx16s(a), y = Tpx16s(b), d = 0;
-    tpxiAdd_16s_C1RSfs(&x, 2, &y, 2, &d, 2, {1, 1}, sf);
-    return int(d);
-  };
-  auto mul16 = [](int a, int b, int sf) {
-    Tpx16s x = Tpx16s(a), d = Tpx16s(b);
-    tpxiMul_16s_C1IRSfs(&x, 2, &d, 2, {1, 1}, sf);
-    return int(d);
-  };
-  auto sub8 = [](int src1, int src2) {
-    Tpx8u x = Tpx8u(src1), y = Tpx8u(src2), d = 0;
-    tpxiSub_8u_C1RSfs(&x, 1, &y, 1, &d, 1, {1, 1}, 0);
-    return int(d);
-  };
-  auto add8 = [](int a, int b, int sf) {
-    int d;
-    add8u(a, b, sf, &d);
-    return d;
-  };
-  const Row kRows[] = {
-      {"8u 1+2 sf 1", [&] { return add8(1, 2, 1); }, 2},
-      {"8u 2+3 sf 1", [&] { return add8(2, 3, 1); }, 2},
-      {"8u 3+4 sf 1", [&] { return add8(3, 4, 1); }, 4},
-      {"8u 255+255 sf 9", [&] { return add8(255, 255, 9); }, 1},
-      {"8u 255+255 sf 10", [&] { return add8(255, 255, 10); }, 0},
-      {"8u 0+0 sf -8", [&] { return add8(0, 0, -8); }, 0},
-      {"8u 0+1 sf -8", [&] { return add8(0, 1, -8); }, 255},
-      {"8u sub 10 from 3", [&] { return sub8(10, 3); }, 0},
-      {"8u sub 3 from 10", [&] { return sub8(3, 10); }, 7},
-      {"16s -1+-2 sf 1", [&] { return add16(-1, -2, 1); }, -2},
-      {"16s -2+-3 sf 1", [&] { return add16(-2, -3, 1); }, -2},
-      {"16s 1x1 sf -14", [&] { return mul16(1, 1, -14); }, 16384},
-      {"16s 1x1 sf -15", [&] { return mul16(1, 1, -15); }, 32767},
-      {"16s -32768x-32768 sf 30", [&] { return mul16(-32768, -32768, 30); }, 1},
-      {"16s -32768x-32768 sf 31", [&] { return mul16(-32768, -32768, 31); }, 0},
-  };
-  forEachVariant([&](int) {
-    for (const Row& r : kRows) EXPECT_EQ(r.run(), r.expected) << r.what;
-  });
+  checkRuleOnPairs<Tpx16s>(samples16s(), {0, 1, -1, 3, -32768, 32767, 12345}, 3);
 }
 
 // ----- Short-cuts and their statuses ---------------------------------------------------
@@ -425,23 +345,35 @@ TEST(ScaledShortCuts, ConstantForms) {
 
 // ----- Division ------------------------------------------------------------------------
 
-TEST(Divide, All8uPairsForEveryScaleFactor) {
-  Image<Tpx8u> divisor(256, 256), dividend(256, 256);
-  divisor.fill([](int x, int) { return Tpx8u(x); });
-  dividend.fill([](int, int y) { return Tpx8u(y); });
-  for (int sf = -18; sf <= 11; ++sf) {
+// Every pair of the given values (divisor = column, dividend = row; column 0
+// divides by zero, so the warning must come after the whole image), through
+// the two-image form at even scale factors and in place at odd ones.
+template <typename T, class Div, class DivInPlace>
+void checkDivisionOnPairs(const std::vector<int>& s, int sfLo, int sfHi, Div div,
+                          DivInPlace divInPlace) {
+  const int n = int(s.size());
+  Image<T> divisor(n, n), dividend(n, n);
+  divisor.fill([&](int x, int) { return T(s[size_t(x)]); });
+  dividend.fill([&](int, int y) { return T(s[size_t(y)]); });
+  for (int sf = sfLo; sf <= sfHi; ++sf) {
     forEachVariant([&](int) {
-      Image<Tpx8u> d(256, 256, 256 + 5);
-      EXPECT_EQ(tpxiDiv_8u_C1RSfs(divisor.ptr(), divisor.step(), dividend.ptr(), dividend.step(),
-                                  d.ptr(), d.step(), d.size(), sf),
-                tpxStsDivByZero);  // column 0 divides by zero
+      Image<T> d(n, n, n * int(sizeof(T)) + 5);
+      TpxStatus st;
+      if (sf % 2 == 0) {
+        st = div(divisor.ptr(), divisor.step(), dividend.ptr(), dividend.step(), d.ptr(), d.step(),
+                 d.size(), sf);
+      } else {
+        d.fill([&](int x, int y) { return dividend.get(x, y); });
+        st = divInPlace(divisor.ptr(), divisor.step(), d.ptr(), d.step(), d.size(), sf);
+      }
+      EXPECT_EQ(st, tpxStsDivByZero);
       int bad = 0;
-      for (int y = 0; y < 256; ++y)
-        for (int x = 0; x < 256; ++x) {
-          const int want = referenceDivide<Tpx8u>(y, x, sf);
+      for (int y = 0; y < n; ++y)
+        for (int x = 0; x < n; ++x) {
+          const int want = referenceDivide<T>(s[size_t(y)], s[size_t(x)], sf);
           if (d.get(x, y) != want && bad++ < 3) {
-            ADD_FAILURE() << "sf " << sf << " " << y << "/" << x << " gave " << int(d.get(x, y))
-                          << " want " << want;
+            ADD_FAILURE() << "sf " << sf << " " << s[size_t(y)] << "/" << s[size_t(x)] << " gave "
+                          << int(d.get(x, y)) << " want " << want;
           }
         }
       EXPECT_TRUE(d.guardsIntact());
@@ -449,29 +381,14 @@ TEST(Divide, All8uPairsForEveryScaleFactor) {
   }
 }
 
+TEST(Divide, All8uPairsForEveryScaleFactor) {
+  std::vector<int> all(256);
+  for (int v = 0; v < 256; ++v) all[size_t(v)] = v;
+  checkDivisionOnPairs<Tpx8u>(all, -18, 11, tpxiDiv_8u_C1RSfs, tpxiDiv_8u_C1IRSfs);
+}
+
 TEST(Divide, Sampled16sPairs) {
-  const std::vector<int> s = samples16s();
-  const int n = int(s.size());
-  Image<Tpx16s> divisor(n, n), dividend(n, n);
-  divisor.fill([&](int x, int) { return Tpx16s(s[size_t(x)]); });
-  dividend.fill([&](int, int y) { return Tpx16s(s[size_t(y)]); });
-  for (int sf = -20; sf <= 20; ++sf) {
-    forEachVariant([&](int) {
-      Image<Tpx16s> d(n, n, 2 * n + 3);
-      EXPECT_EQ(tpxiDiv_16s_C1RSfs(divisor.ptr(), divisor.step(), dividend.ptr(), dividend.step(),
-                                   d.ptr(), d.step(), d.size(), sf),
-                tpxStsDivByZero);
-      int bad = 0;
-      for (int y = 0; y < n; ++y)
-        for (int x = 0; x < n; ++x) {
-          const int want = referenceDivide<Tpx16s>(s[size_t(y)], s[size_t(x)], sf);
-          if (d.get(x, y) != want && bad++ < 3) {
-            ADD_FAILURE() << "sf " << sf << " " << s[size_t(y)] << "/" << s[size_t(x)] << " gave "
-                          << d.get(x, y) << " want " << want;
-          }
-        }
-    });
-  }
+  checkDivisionOnPairs<Tpx16s>(samples16s(), -20, 20, tpxiDiv_16s_C1RSfs, tpxiDiv_16s_C1IRSfs);
 }
 
 // Far scale factors, where the double quotient's own rounding decides:
@@ -498,44 +415,6 @@ TEST(Divide, Extreme16sScaleFactorsFollowTheDoubleFormula) {
           EXPECT_EQ(out, documented(n, d, sf)) << n << "/" << d << " sf " << sf;
         }
     }
-  });
-}
-
-TEST(Divide, DocumentedExamplesAndStatusAfterTheWholeImage) {
-  forEachVariant([&](int) {
-    // Ties to even at scale factor 0.
-    const Tpx8u divisors[] = {2, 2, 3, 3, 0, 0};
-    const Tpx8u dividends[] = {5, 7, 1, 2, 0, 7};
-    const Tpx8u want[] = {2, 4, 0, 1, 0, 255};
-    Tpx8u out[6] = {};
-    EXPECT_EQ(tpxiDiv_8u_C1RSfs(divisors, 6, dividends, 6, out, 6, {6, 1}, 0), tpxStsDivByZero);
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(out[i], want[i]) << i;
-    const Tpx16s d16[] = {-1, 0, 0, 0};
-    const Tpx16s n16[] = {-32768, -7, 7, 0};
-    const Tpx16s want16[] = {32767, -32768, 32767, 0};
-    Tpx16s out16[4] = {};
-    EXPECT_EQ(tpxiDiv_16s_C1RSfs(d16, 8, n16, 8, out16, 8, {4, 1}, 0), tpxStsDivByZero);
-    for (int i = 0; i < 4; ++i) EXPECT_EQ(out16[i], want16[i]) << i;
-
-    // One zero divisor in the first row: every later row is still written.
-    Image<Tpx16s> divisor(19, 5, 41), dividend(19, 5), dst(19, 5, 45);
-    divisor.fillRandom(9, 1, 300);
-    dividend.fillRandom(10, -30000, 30000);
-    divisor.set(3, 0, 0);
-    EXPECT_EQ(tpxiDiv_16s_C1RSfs(divisor.ptr(), divisor.step(), dividend.ptr(), dividend.step(),
-                                 dst.ptr(), dst.step(), dst.size(), 1),
-              tpxStsDivByZero);
-    for (int y = 0; y < 5; ++y)
-      for (int x = 0; x < 19; ++x)
-        EXPECT_EQ(dst.get(x, y), referenceDivide<Tpx16s>(dividend.get(x, y), divisor.get(x, y), 1));
-    // In place: srcDst / src.
-    Image<Tpx8u> a(3, 1), b(3, 1);
-    a.fill([](int x, int) { return Tpx8u(2 + x); });  // 2, 3, 4
-    b.fill([](int, int) { return Tpx8u(9); });
-    EXPECT_EQ(tpxiDiv_8u_C1IRSfs(a.ptr(), a.step(), b.ptr(), b.step(), b.size(), 0), tpxStsNoErr);
-    EXPECT_EQ(b.get(0, 0), 4);  // 4.5 to even
-    EXPECT_EQ(b.get(1, 0), 3);
-    EXPECT_EQ(b.get(2, 0), 2);  // 2.25
   });
 }
 
