@@ -49,7 +49,9 @@ std::vector<Tpx16s> samples16s() {
 
 // ----- 16-bit add and subtract ---------------------------------------------------------
 
-TEST(SignalAddSub, ScaledAgainstReferenceForEveryFactor) {
+// Every pair of samples through the scaled forms at every factor, and through
+// the unscaled forms (the rule at factor 0); subtraction is second minus first.
+TEST(SignalAddSub, AgainstReferenceForEveryFactor) {
   const std::vector<Tpx16s> s = samples16s();
   std::vector<Tpx16s> a, b;  // all pairs
   for (Tpx16s x : s)
@@ -58,59 +60,33 @@ TEST(SignalAddSub, ScaledAgainstReferenceForEveryFactor) {
       b.push_back(y);
     }
   const int len = int(a.size());
+  auto expectAll = [&](const char* what, const std::vector<Tpx16s>& got, int f, int sign) {
+    int bad = 0;
+    for (int i = 0; i < len && bad < 3; ++i) {
+      const int want = referenceScaled(int64_t(b[size_t(i)]) + sign * a[size_t(i)], f);
+      if (got[size_t(i)] != want && ++bad) {
+        ADD_FAILURE() << what << " f " << f << " srcDst " << b[size_t(i)] << " src " << a[size_t(i)]
+                      << ": " << got[size_t(i)] << " want " << want;
+      }
+    }
+  };
   forEachVariant([&](int) {
     for (int f = -18; f <= 19; ++f) {
       std::vector<Tpx16s> add = b, sub = b;
       ASSERT_EQ(tpxsAdd_16s_ISfs(a.data(), add.data(), len, f), tpxStsNoErr);
       ASSERT_EQ(tpxsSub_16s_ISfs(a.data(), sub.data(), len, f), tpxStsNoErr);
-      int bad = 0;
-      for (int i = 0; i < len && bad < 3; ++i) {
-        const int wantAdd = referenceScaled(int64_t(b[i]) + a[i], f);
-        const int wantSub = referenceScaled(int64_t(b[i]) - a[i], f);
-        if (add[i] != wantAdd || sub[i] != wantSub) {
-          ++bad;
-          ADD_FAILURE() << "f " << f << " srcDst " << b[i] << " src " << a[i] << ": add " << add[i]
-                        << " want " << wantAdd << ", sub " << sub[i] << " want " << wantSub;
-        }
-      }
+      expectAll("Add_16s_ISfs", add, f, 1);
+      expectAll("Sub_16s_ISfs", sub, f, -1);
     }
-  });
-}
-
-TEST(SignalAddSub, DocumentedCases) {
-  forEachVariant([&](int) {
-    auto addSfs = [](int x, int y, int f) {
-      Tpx16s src = Tpx16s(x), sd = Tpx16s(y);
-      tpxsAdd_16s_ISfs(&src, &sd, 1, f);
-      return int(sd);
-    };
-    EXPECT_EQ(addSfs(32767, 32767, 16), 1);
-    EXPECT_EQ(addSfs(32767, 32767, 17), 0);
-    EXPECT_EQ(addSfs(1, 0, -16), 32767);
-    EXPECT_EQ(addSfs(-1, 0, -16), -32768);
-    EXPECT_EQ(addSfs(0, 0, -16), 0);
-    // Second minus first.
-    const Tpx16s one = 1, zero = 0;
-    Tpx16s out = 7;
-    EXPECT_EQ(tpxsSub_16s(&one, &zero, &out, 1), tpxStsNoErr);
-    EXPECT_EQ(out, -1);
-    Tpx16s sd = 5;
-    EXPECT_EQ(tpxsSub_16s_I(&one, &sd, 1), tpxStsNoErr);
-    EXPECT_EQ(sd, 4);
-    // Saturation both ways.
-    const Tpx16s big[2] = {30000, -30000}, more[2] = {10000, -10000};
-    Tpx16s sum[2];
-    EXPECT_EQ(tpxsAdd_16s(big, more, sum, 2), tpxStsNoErr);
-    EXPECT_EQ(sum[0], 32767);
-    EXPECT_EQ(sum[1], -32768);
-    Tpx16s acc[2] = {30000, -30000};
-    EXPECT_EQ(tpxsAdd_16s_I(more, acc, 2), tpxStsNoErr);
-    EXPECT_EQ(acc[0], 32767);
-    EXPECT_EQ(acc[1], -32768);
-    // f = 1: a difference of 65535 rounds to 32768 and saturates.
-    Tpx16s lo = -32768, hi = 32767;
-    EXPECT_EQ(tpxsSub_16s_ISfs(&lo, &hi, 1, 1), tpxStsNoErr);
-    EXPECT_EQ(hi, 32767);
+    std::vector<Tpx16s> add(a.size()), sub(a.size()), addI = b, subI = b;
+    ASSERT_EQ(tpxsAdd_16s(a.data(), b.data(), add.data(), len), tpxStsNoErr);
+    ASSERT_EQ(tpxsSub_16s(a.data(), b.data(), sub.data(), len), tpxStsNoErr);
+    ASSERT_EQ(tpxsAdd_16s_I(a.data(), addI.data(), len), tpxStsNoErr);
+    ASSERT_EQ(tpxsSub_16s_I(a.data(), subI.data(), len), tpxStsNoErr);
+    expectAll("Add_16s", add, 0, 1);
+    expectAll("Sub_16s", sub, 0, -1);
+    expectAll("Add_16s_I", addI, 0, 1);
+    expectAll("Sub_16s_I", subI, 0, -1);
   });
 }
 
@@ -153,24 +129,6 @@ TEST(SignalShift, EveryShiftCount) {
         EXPECT_EQ(inPlace[i], want) << s[i] << " >> " << val;
       }
     }
-  });
-}
-
-TEST(SignalShift, ZeroShiftIsACopyWithTheCopysChecks) {
-  forEachVariant([&](int) {
-    Tpx16s src[3] = {1, -2, 3}, dst[3] = {};
-    EXPECT_EQ(tpxsRShiftC_16s(src, 0, nullptr, 3), tpxStsNullPtrErr);
-    EXPECT_EQ(tpxsRShiftC_16s(src, 0, dst, 0), tpxStsSizeErr);
-    EXPECT_EQ(tpxsRShiftC_16s(src, -1, dst, 3), tpxStsShiftErr);
-    EXPECT_EQ(tpxsRShiftC_16s(nullptr, -1, dst, 3), tpxStsNullPtrErr);
-    EXPECT_EQ(tpxsRShiftC_16s(src, -1, dst, 0), tpxStsSizeErr);
-    EXPECT_EQ(tpxsRShiftC_16s_I(-1, src, 3), tpxStsShiftErr);
-    EXPECT_EQ(tpxsRShiftC_16s_I(-1, nullptr, 3), tpxStsNullPtrErr);
-    EXPECT_EQ(dst[0], 0);  // errors wrote nothing
-    EXPECT_EQ(tpxsRShiftC_16s(src, 0, dst, 3), tpxStsNoErr);
-    EXPECT_EQ(std::memcmp(src, dst, sizeof(src)), 0);
-    EXPECT_EQ(tpxsRShiftC_16s_I(0, src, 3), tpxStsNoErr);
-    EXPECT_EQ(src[1], -2);
   });
 }
 
@@ -463,36 +421,50 @@ TEST(SignalCopySet, FillsAndCopies) {
 
 // ----- Element-wise operations: every variant identical to generic ------------------------
 
-TEST(SignalVariants, ElementWiseOperationsAgreeWithGeneric) {
+// Outputs are followed by guard elements that no operation may touch.
+TEST(SignalVariants, ElementWiseOperationsAgreeWithGenericAndStayInBounds) {
+  constexpr size_t kGuard = 9;
+  constexpr Tpx16s kGuard16 = 0x5a5a;
+  constexpr float kGuard32 = -7.75f;
   std::mt19937 rng(21);
   for (int len = 1; len <= 67; ++len) {
-    std::vector<Tpx16s> a(static_cast<size_t>(len)), b(static_cast<size_t>(len));
-    std::vector<float> fa(static_cast<size_t>(len)), fb(static_cast<size_t>(len));
-    for (int i = 0; i < len; ++i) {
-      a[size_t(i)] = Tpx16s(rng());
-      b[size_t(i)] = Tpx16s(rng());
-      fa[size_t(i)] = std::uniform_real_distribution<float>(-100, 100)(rng);
-      fb[size_t(i)] = std::uniform_real_distribution<float>(-1e-38f, 1e-38f)(rng);
+    const size_t n = size_t(len);
+    std::vector<Tpx16s> a(n), b(n);
+    std::vector<float> fa(n), fb(n + kGuard, kGuard32);
+    for (size_t i = 0; i < n; ++i) {
+      a[i] = Tpx16s(rng());
+      b[i] = Tpx16s(rng());
+      fa[i] = std::uniform_real_distribution<float>(-100, 100)(rng);
+      fb[i] = std::uniform_real_distribution<float>(-1e-38f, 1e-38f)(rng);
     }
+    auto guarded = [&](const std::vector<Tpx16s>& v) {
+      for (size_t i = n; i < n + kGuard; ++i) EXPECT_EQ(v[i], kGuard16) << "len " << len;
+      return v;
+    };
     expectVariantsMatchGeneric([&] {
       Outcome o;
-      std::vector<Tpx16s> d(static_cast<size_t>(len)), sd = b;
+      std::vector<Tpx16s> d(n + kGuard, kGuard16), sd = b;
+      sd.resize(n + kGuard, kGuard16);
       o.status |= tpxsAdd_16s(a.data(), b.data(), d.data(), len);
-      o.add(d);
+      o.add(guarded(d));
       o.status |= tpxsSub_16s(a.data(), b.data(), d.data(), len);
-      o.add(d);
+      o.add(guarded(d));
       for (int f : {-17, -5, 0, 1, 7, 16, 17}) {
         o.status |= tpxsAdd_16s_ISfs(a.data(), sd.data(), len, f);
         o.status |= tpxsSub_16s_ISfs(b.data(), sd.data(), len, f);
       }
-      o.add(sd);
-      for (int v : {1, 5, 15, 16}) {
+      o.add(guarded(sd));
+      for (int v : {0, 1, 5, 15, 16}) {
         o.status |= tpxsRShiftC_16s(a.data(), v, d.data(), len);
-        o.add(d);
+        o.add(guarded(d));
+        o.status |= tpxsRShiftC_16s_I(v, sd.data(), len);
+        o.add(guarded(sd));
       }
       std::vector<float> f = fb;
       o.status |= tpxsAdd_32f_I(fa.data(), f.data(), len);
       o.status |= tpxsAddC_32f_I(0.3f, f.data(), len);
+      o.status |= tpxsCopy_32f(f.data(), f.data() + 0, len);
+      for (size_t i = n; i < n + kGuard; ++i) EXPECT_EQ(f[i], kGuard32);
       o.add(f);
       return o;
     });
