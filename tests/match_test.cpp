@@ -122,7 +122,7 @@ TEST(Match, AllNineAgainstTheFormulasOnAssortedShapes) {
   // in both directions with sizes that do not divide evenly.
   const Shape kShapes[] = {{1, 1, 1, 1},    {9, 7, 9, 7},   {13, 11, 4, 4}, {20, 17, 5, 3},
                            {31, 29, 1, 1},  {37, 23, 8, 6}, {70, 45, 7, 9}, {130, 90, 16, 12},
-                           {61, 80, 3, 20}, {45, 33, 45, 1}};
+                           {61, 80, 3, 20}, {45, 33, 45, 1}, {2, 8, 1, 3}};
   uint32_t seed = 1;
   for (const Shape& s : kShapes) {
     Image<Tpx32f> src(s.sw, s.sh, s.sw * 4 + 8), tpl(s.tw, s.th, s.tw * 4 + 4);
