@@ -126,109 +126,40 @@ TEST(StatsExtrema, EveryRowImproves) {
   }
 }
 
-struct TieCase {
-  const char* what;
-  int ax, ay, bx, by;  // two equal extremes; a comes first in raster order
-};
-
-// Two equal extremes: the upper row wins, and within a row the left one.
-TEST(StatsExtrema, FirstOfEqualExtremesWins) {
-  const TieCase kCases[] = {
-      {"different rows", 30, 1, 2, 4},
-      {"same row", 5, 2, 33, 2},
-      {"adjacent", 16, 3, 17, 3},
-      {"first pixel and last", 0, 0, 39, 5},
-      {"end of a row and start of the next", 39, 2, 0, 3},
+// Hand-made images through the reference scan: two equal extremes (the
+// upper, then the left one must win), flat images and a single pixel (the
+// origin), and limits of the type met twice (a scan that stops at the first
+// must not move on).
+TEST(StatsExtrema, TiesFlatImagesAndTypeLimits) {
+  struct Pair {
+    int ax, ay, bx, by;  // a comes first in raster order
   };
-  for (const TieCase& c : kCases) {
-    SCOPED_TRACE(c.what);
-    Image<Tpx8u> u8(40, 6, 43);
-    u8.fill([](int, int) { return Tpx8u(50); });
-    Image<Tpx16s> s16(40, 6, 83);
-    s16.fill([](int, int) { return Tpx16s(-50); });
-    Image<Tpx32f> f32(40, 6, 161);
-    f32.fill([](int, int) { return 0.5f; });
-    for (bool max : {false, true}) {
-      u8.set(c.ax, c.ay, max ? 200 : 3);
-      u8.set(c.bx, c.by, max ? 200 : 3);
-      s16.set(c.ax, c.ay, max ? 1000 : -1000);
-      s16.set(c.bx, c.by, max ? 1000 : -1000);
-      f32.set(c.ax, c.ay, max ? 9.0f : -9.0f);
-      f32.set(c.bx, c.by, max ? 9.0f : -9.0f);
-      forEachVariant([&](int) {
-        int x = -1, y = -1;
-        Tpx8u v8;
-        Tpx16s v16;
-        Tpx32f v32;
-        auto expectAt = [&](TpxStatus st) {
-          EXPECT_EQ(st, tpxStsNoErr);
-          EXPECT_EQ(x, c.ax);
-          EXPECT_EQ(y, c.ay);
-        };
-        expectAt((max ? tpxiMaxIndx_8u_C1R : tpxiMinIndx_8u_C1R)(u8.ptr(), u8.step(), u8.size(),
-                                                                 &v8, &x, &y));
-        expectAt((max ? tpxiMaxIndx_16s_C1R : tpxiMinIndx_16s_C1R)(s16.ptr(), s16.step(),
-                                                                   s16.size(), &v16, &x, &y));
-        expectAt((max ? tpxiMaxIndx_32f_C1R : tpxiMinIndx_32f_C1R)(f32.ptr(), f32.step(),
-                                                                   f32.size(), &v32, &x, &y));
-      });
-    }
-  }
-}
-
-TEST(StatsExtrema, FlatImageAndOnePixelGiveTheOrigin) {
-  for (TpxiSize size : {TpxiSize{1, 1}, TpxiSize{37, 5}}) {
-    Image<Tpx16s> img(size.width, size.height, 2 * size.width + 1);
-    img.fill([](int, int) { return Tpx16s(-7); });
-    forEachVariant([&](int) {
-      for (bool max : {false, true}) {
-        Tpx16s v = 0;
-        int x = -1, y = -1;
-        ASSERT_EQ((max ? tpxiMaxIndx_16s_C1R : tpxiMinIndx_16s_C1R)(img.ptr(), img.step(),
-                                                                    img.size(), &v, &x, &y),
-                  tpxStsNoErr);
-        EXPECT_EQ(v, -7);
-        EXPECT_EQ(x, 0);
-        EXPECT_EQ(y, 0);
-      }
-    });
-  }
-}
-
-// The scan may stop after a row that reached the type's limit; a second
-// limit value further down must not move the position.
-TEST(StatsExtrema, TypeLimitsStopAtTheFirstOccurrence) {
-  struct Case {
-    int x1, y1, x2, y2;
-  };
-  for (const Case& c : {Case{5, 1, 2, 3}, Case{0, 0, 9, 0}, Case{20, 4, 21, 4}}) {
-    Image<Tpx8u> u8(24, 6, 24);
-    Image<Tpx16s> s16(24, 6, 50);
-    for (bool max : {false, true}) {
-      u8.fill([](int x, int y) { return Tpx8u(1 + (x + y) % 250); });
+  const Pair kPairs[] = {
+      {30, 1, 2, 4}, {5, 2, 33, 2}, {16, 3, 17, 3}, {0, 0, 39, 5}, {39, 2, 0, 3}};
+  for (const Pair& p : kPairs) {
+    for (int v : {0, 3, 200, 255}) {  // below and above the background, and the limits
+      Image<Tpx8u> u8(40, 6, 43);
+      u8.fill([](int x, int y) { return Tpx8u(50 + (x + y) % 7); });
+      u8.set(p.ax, p.ay, Tpx8u(v));
+      u8.set(p.bx, p.by, Tpx8u(v));
+      expectBoth(u8);
+      Image<Tpx16s> s16(40, 6, 83);
       s16.fill([](int x, int y) { return Tpx16s((x * 1000 + y * 77) % 30000 - 15000); });
-      const Tpx8u lim8 = max ? 255 : 0;
-      const Tpx16s lim16 = max ? 32767 : -32768;
-      u8.set(c.x1, c.y1, lim8);
-      u8.set(c.x2, c.y2, lim8);
-      s16.set(c.x1, c.y1, lim16);
-      s16.set(c.x2, c.y2, lim16);
-      forEachVariant([&](int) {
-        Tpx8u v8 = 1;
-        Tpx16s v16 = 1;
-        int x = -1, y = -1;
-        (max ? tpxiMaxIndx_8u_C1R : tpxiMinIndx_8u_C1R)(u8.ptr(), u8.step(), u8.size(), &v8, &x,
-                                                        &y);
-        EXPECT_EQ(v8, lim8);
-        EXPECT_EQ(x, c.x1);
-        EXPECT_EQ(y, c.y1);
-        (max ? tpxiMaxIndx_16s_C1R : tpxiMinIndx_16s_C1R)(s16.ptr(), s16.step(), s16.size(), &v16,
-                                                          &x, &y);
-        EXPECT_EQ(v16, lim16);
-        EXPECT_EQ(x, c.x1);
-        EXPECT_EQ(y, c.y1);
-      });
+      const Tpx16s v16 = Tpx16s(v == 0 ? -32768 : v == 255 ? 32767 : (v - 100) * 300);
+      s16.set(p.ax, p.ay, v16);
+      s16.set(p.bx, p.by, v16);
+      expectBoth(s16);
+      Image<Tpx32f> f32(40, 6, 161);
+      f32.fill([](int x, int y) { return float((x * 3 + y) % 11) * 0.5f; });
+      f32.set(p.ax, p.ay, float(v - 100));
+      f32.set(p.bx, p.by, float(v - 100));
+      expectBoth(f32);
     }
+  }
+  for (TpxiSize size : {TpxiSize{1, 1}, TpxiSize{37, 5}}) {
+    Image<Tpx16s> flat(size.width, size.height, 2 * size.width + 1);
+    flat.fill([](int, int) { return Tpx16s(-7); });
+    expectBoth(flat);
   }
 }
 
