@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <random>
 #include <vector>
 
 #include "tests/harness.h"
@@ -109,7 +110,14 @@ void expectExact(const char* name, T lo, T hi, Call call, Ref ref) {
   for (const Shape& s : tpxtest::awkwardShapes()) {
     SCOPED_TRACE(testing::Message()
                  << name << " " << s.width << "x" << s.height << " pad " << s.padBytes);
-    const Image<T> img = randomImage<T>(s, seed++, lo, hi);
+    Image<T> img = randomImage<T>(s, seed++, lo, hi);
+    if constexpr (std::is_floating_point_v<T>) {
+      // Magnitudes 2^-30 .. 2^30 make the order of additions visible: a
+      // variant that regrouped them would round differently.
+      std::mt19937 rng(seed);
+      std::uniform_int_distribution<int> e(-30, 30);
+      img.fill([&](int x, int y) { return std::ldexp(img.get(x, y) / hi, e(rng)); });
+    }
     const Outcome generic = expectVariantsMatchGeneric([&] {
       Tpx64f result = -12345.0;
       Outcome o;
@@ -164,31 +172,6 @@ TEST(StatsSums, AccurateFloatSumsFollowTheEvenOddRuleInEveryVariant) {
                       [](I i) { return evenOddSum(i, kAbs); });
   expectExact<Tpx32f>("Norm_L2_32f", -1000.0f, 1000.0f, accurate<tpxiNorm_L2_32f_C1R>,
                       [](I i) { return std::sqrt(evenOddSum(i, kSquare)); });
-}
-
-// Values of very different magnitudes make the order of additions visible:
-// a variant that regrouped them would round differently.
-TEST(StatsSums, AccurateHintKeepsTheOrderWithIllConditionedData) {
-  for (const Shape& s : tpxtest::awkwardShapes()) {
-    Image<Tpx32f> img(s.width, s.height, s.width * 4 + s.padBytes);
-    std::mt19937 rng(s.width * 100 + s.height);
-    std::uniform_int_distribution<int> e(-30, 30);
-    std::uniform_real_distribution<float> m(-1.0f, 1.0f);
-    img.fill([&](int, int) { return std::ldexp(m(rng), e(rng)); });
-    const Outcome generic = expectVariantsMatchGeneric([&] {
-      Outcome o;
-      Tpx64f r[3] = {0, 0, 0};
-      o.status = tpxiSum_32f_C1R(img.ptr(), img.step(), img.size(), &r[0], kAccurate);
-      o.status |= tpxiNorm_L1_32f_C1R(img.ptr(), img.step(), img.size(), &r[1], kAccurate);
-      o.status |= tpxiNorm_L2_32f_C1R(img.ptr(), img.step(), img.size(), &r[2], kAccurate);
-      return o.add(r);
-    });
-    Tpx64f r[3];
-    std::memcpy(r, generic.bytes.data(), sizeof(r));
-    EXPECT_EQ(r[0], evenOddSum(img, kValue));
-    EXPECT_EQ(r[1], evenOddSum(img, kAbs));
-    EXPECT_EQ(r[2], std::sqrt(evenOddSum(img, kSquare)));
-  }
 }
 
 // Any other hint lets the vector variants sum in single precision: close to
@@ -366,13 +349,17 @@ void expectMeanStdDev(const char* name, T lo, T hi,
     SCOPED_TRACE(testing::Message() << name << " " << s.width << "x" << s.height);
     const Image<T> img = randomImage<T>(s, seed++, lo, hi, sizeof(T));
     const Outcome generic = expectVariantsMatchGeneric([&] {
-      Tpx64f r[2] = {-1, -1};
+      // Both results, then each alone (the other output null).
+      Tpx64f r[4] = {-1, -1, -1, -1};
       Outcome o;
       o.status = call(img.ptr(), img.step(), img.size(), &r[0], &r[1]);
+      o.status |= call(img.ptr(), img.step(), img.size(), &r[2], nullptr);
+      o.status |= call(img.ptr(), img.step(), img.size(), nullptr, &r[3]);
+      EXPECT_TRUE(r[2] == r[0] && r[3] == r[1]);
       return o.add(r);
     });
     ASSERT_EQ(generic.status, tpxStsNoErr);
-    Tpx64f r[2];
+    Tpx64f r[4];
     std::memcpy(r, generic.bytes.data(), sizeof(r));
     double s1, s2, mean, dev;
     sums(img, &s1, &s2);
@@ -444,19 +431,6 @@ TEST(StatsMeanStdDev, NegativeRoundedVarianceGivesItsMagnitude) {
     ASSERT_EQ(tpxiMean_StdDev_32f_C1R(img.ptr(), img.step(), img.size(), &mean, &dev), tpxStsNoErr);
     EXPECT_EQ(mean, s / 100);
     EXPECT_EQ(dev, std::sqrt(-variance));
-  });
-}
-
-TEST(StatsMeanStdDev, EitherOutputAlone) {
-  Image<Tpx8u> img(13, 4, 13);
-  img.fillRandom(3, 0, 255);
-  forEachVariant([&](int) {
-    Tpx64f both[2], mean = -1, dev = -1;
-    ASSERT_EQ(tpxiMean_StdDev_8u_C1R(img.ptr(), 13, img.size(), &both[0], &both[1]), tpxStsNoErr);
-    ASSERT_EQ(tpxiMean_StdDev_8u_C1R(img.ptr(), 13, img.size(), &mean, nullptr), tpxStsNoErr);
-    ASSERT_EQ(tpxiMean_StdDev_8u_C1R(img.ptr(), 13, img.size(), nullptr, &dev), tpxStsNoErr);
-    EXPECT_EQ(mean, both[0]);
-    EXPECT_EQ(dev, both[1]);
   });
 }
 
