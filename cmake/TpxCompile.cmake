@@ -25,6 +25,11 @@ if(TPX_SANITIZE)
   add_compile_options(${TPX_SANITIZE_FLAGS})
   add_link_options(${TPX_SANITIZE_FLAGS})
 endif()
+if(TPX_TSAN)
+  set(TPX_SANITIZE_FLAGS -fsanitize=thread -fno-omit-frame-pointer)
+  add_compile_options(${TPX_SANITIZE_FLAGS})
+  add_link_options(${TPX_SANITIZE_FLAGS})
+endif()
 
 # The five variants: index, code, and the instruction set each may use. The
 # generic copy must not be vectorised behind our back (x86-64 has SSE2 in its
