@@ -657,6 +657,28 @@ TPX_API TpxStatus tpxiFilterColumn_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx3
                                            int dstStep, TpxiSize roiSize, const Tpx32f* pKernel,
                                            int kernelSize, int yAnchor);
 
+/* ---------------------------------------------------------------------------
+ * Gaussian noise
+ *
+ * Adds normal noise of the given mean and standard deviation to every pixel,
+ * in place. The generator starts from *pSeed and writes its new state back,
+ * so a seed reproduces the same noise; two calls give different noise from
+ * one call over the same pixels. Deviates are used in raster order; 8u and
+ * 16s add the noise plus the mean truncated toward zero, then saturate; 32f
+ * adds in double precision without clamping. A negative stdDev flips the
+ * noise. Checks: null pointers (-8), size (-6), srcDstStep below 1 (-14);
+ * on error nothing is written and *pSeed is unchanged.
+ * ------------------------------------------------------------------------- */
+
+TPX_API TpxStatus tpxiAddRandGauss_Direct_8u_C1IR(Tpx8u* pSrcDst, int srcDstStep, TpxiSize roiSize,
+                                                  Tpx8u mean, Tpx8u stdDev, unsigned int* pSeed);
+TPX_API TpxStatus tpxiAddRandGauss_Direct_16s_C1IR(Tpx16s* pSrcDst, int srcDstStep,
+                                                   TpxiSize roiSize, Tpx16s mean, Tpx16s stdDev,
+                                                   unsigned int* pSeed);
+TPX_API TpxStatus tpxiAddRandGauss_Direct_32f_C1IR(Tpx32f* pSrcDst, int srcDstStep,
+                                                   TpxiSize roiSize, Tpx32f mean, Tpx32f stdDev,
+                                                   unsigned int* pSeed);
+
 #ifdef __cplusplus
 }
 #endif
