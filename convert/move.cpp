@@ -412,16 +412,21 @@ struct Thresholds {
 void thresholdRow(const Tpx32f* s, Tpx32f* d, int n, const Thresholds& t) {
   int x = 0;
 #if TPX_ISA >= TPX_ISA_SSE2
+  // Each comparison needs at most one xor instead of the whole key. Against
+  // a non-negative key the pattern itself orders correctly (every negative
+  // pattern is below it, as its key would be). Against a negative key it is
+  // enough to invert the magnitude bits of every pattern: negative ones get
+  // their key, non-negative ones stay non-negative and so above it.
+  const __m128i flipLT = _mm_set1_epi32(t.keyLT < 0 ? 0x7FFFFFFF : 0);
+  const __m128i flipGT = _mm_set1_epi32(t.keyGT < 0 ? 0x7FFFFFFF : 0);
   const __m128i keyLT = _mm_set1_epi32(t.keyLT);
   const __m128i keyGT = _mm_set1_epi32(t.keyGT);
   const __m128i valueLT = _mm_set1_epi32(static_cast<int32_t>(t.valueLT));
   const __m128i valueGT = _mm_set1_epi32(static_cast<int32_t>(t.valueGT));
-  const __m128i magnitude = _mm_set1_epi32(0x7FFFFFFF);
   for (; x + 4 <= n; x += 4) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + x));
-    const __m128i key = _mm_xor_si128(v, _mm_and_si128(_mm_srai_epi32(v, 31), magnitude));
-    const __m128i below = _mm_cmpgt_epi32(keyLT, key);
-    const __m128i above = _mm_cmpgt_epi32(key, keyGT);
+    const __m128i below = _mm_cmpgt_epi32(keyLT, _mm_xor_si128(v, flipLT));
+    const __m128i above = _mm_cmpgt_epi32(_mm_xor_si128(v, flipGT), keyGT);
     __m128i r = _mm_or_si128(_mm_and_si128(above, valueGT), _mm_andnot_si128(above, v));
     r = _mm_or_si128(_mm_and_si128(below, valueLT), _mm_andnot_si128(below, r));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x), r);
