@@ -96,6 +96,10 @@ TEST(MoveChecks, OrderAndNothingWritten) {
     EXPECT_TRUE(d.bytes() == before && d8.bytes() == before8 && f.bytes() == beforeF);
     Image<Tpx32f> g(8, 2);  // a NaN bound passes the bounds check
     EXPECT_EQ(tpxiThreshold_LTValGTVal_32f_C1IR(g.ptr(), g.step(), g.size(), nan, 0, 1, 0), 0);
+    // Step 1 is the smallest legal step (every row then starts at the first).
+    EXPECT_EQ(tpxiThreshold_LTValGTVal_32f_C1R(g.ptr(), 1, g.ptr(), 1, g.size(), 0, 0, 1, 0), 0);
+    EXPECT_EQ(tpxiImageRamp_32f_C1R(g.ptr(), 1, g.size(), 0, 1, 0), 0);
+    EXPECT_EQ(tpxiCopyReplicateBorder_32s_C1R(ps, 1, {1, 2}, pd, 1, {1, 2}, 0, 0), 0);
   });
 }
 

@@ -120,6 +120,23 @@ TEST(NoiseGenerator, GoldenSeedsAndSteps) {
       return o.add(seed).add(img.bytes());
     });
   }
+  // A seed whose first T1 = A - B - 1 is exactly 0, which counts as
+  // non-negative: 69068 A = -1 - 1013904243 (mod 2^32), solved with inverses.
+  const auto inverse = [](uint32_t a) {
+    uint32_t x = a;
+    for (int i = 0; i < 5; ++i) x *= 2 - a * x;
+    return x;
+  };
+  const uint32_t a = (((0xFFFFFFFFu - 1013904243u) >> 2) * inverse(17267u)) & 0x3FFFFFFFu;
+  const uint32_t zeroSeed = (a - 1013904243u) * inverse(69069u);
+  ASSERT_EQ(a - (69069u * a + 1013904243u) - 1u, 0u);
+  for (int pixels : {1, 2, 7}) {
+    Image<Tpx16s> img(pixels, 1), want = img;
+    unsigned seed = zeroSeed;
+    ASSERT_EQ(addNoise(img, 3, 50, &seed, img.step()), 0);
+    EXPECT_EQ(seed, refAddNoise<Tpx16s>(want, 3, 50, zeroSeed));
+    EXPECT_TRUE(img.bytes() == want.bytes());
+  }
   RefGenerator gen(0);
   double u1, u2;
   gen.pair(u1, u2);
@@ -184,7 +201,7 @@ TEST(NoiseProperties, LayoutRerunSplitAndNegation) {
   const std::vector<float> whole = run(37, 5, 0, 3, &a);
   EXPECT_EQ(run(185, 1, 0, 3, &b), whole);  // rows break nowhere in the stream
   EXPECT_EQ(a, b);
-  EXPECT_NE(a, 42u);  // the seed moves on
+  EXPECT_NE(a, 42u);                       // the seed moves on
   EXPECT_EQ(run(37, 5, 0, 3, &c), whole);  // same seed, same bytes
   std::vector<float> halves = run(37, 2, 0, 3, &d);
   const std::vector<float> rest = run(37, 3, 0, 3, &d);
