@@ -242,6 +242,61 @@ TPX_API TpxStatus tpxiConvert_32f16s_C1R(const Tpx32f* pSrc, int srcStep, Tpx16s
                                          TpxiSize roiSize, TpxRoundMode roundMode);
 
 /* ---------------------------------------------------------------------------
+ * Border, mirror, transpose, ramp and threshold
+ *
+ * Each function lists its own check order; codes: null pointer (-8), size
+ * (-6), step (-14), flip mode (-21), threshold bounds (-18), allocation (-9).
+ * ------------------------------------------------------------------------- */
+
+typedef int32_t TpxiFlipMode;
+enum TpxiFlipModeCode {
+  tpxFlipAboutHorizontal = 0, /* row order reversed */
+  tpxFlipAboutVertical = 1,   /* column order reversed within each row */
+  tpxFlipAboutBoth = 2        /* both: a rotation by 180 degrees */
+};
+
+typedef int32_t TpxiRampDirection;
+enum TpxiRampDirectionCode { tpxRampAlongX = 0, tpxRampAlongY = 1, tpxRampAlongXY = 2 };
+
+/* Copies the source to (leftBorderWidth, topBorderHeight) of the destination
+ * and fills the rest of it by replicating the source's edge pixels. The
+ * source may lie inside the destination at that position with the same step
+ * (in-place border). Checks: null (-8), a step below 1 (-14), then sizes
+ * below 1, negative borders or a source that does not fit (-6). */
+TPX_API TpxStatus tpxiCopyReplicateBorder_32s_C1R(const Tpx32s* pSrc, int srcStep,
+                                                  TpxiSize srcRoiSize, Tpx32s* pDst, int dstStep,
+                                                  TpxiSize dstRoiSize, int topBorderHeight,
+                                                  int leftBorderWidth);
+/* Out of place; steps are not checked. Checks: null (-8), size (-6), flip (-21). */
+TPX_API TpxStatus tpxiMirror_8u_C1R(const Tpx8u* pSrc, int srcStep, Tpx8u* pDst, int dstStep,
+                                    TpxiSize roiSize, TpxiFlipMode flip);
+/* In place by swaps; steps are not checked. Flip 0 with a height below 2
+ * returns at once, before the flip value is examined. */
+TPX_API TpxStatus tpxiMirror_32s_C1IR(Tpx32s* pSrcDst, int srcDstStep, TpxiSize roiSize,
+                                      TpxiFlipMode flip);
+/* Square regions only (-6 otherwise); the step is not checked. */
+TPX_API TpxStatus tpxiTranspose_32s_C1IR(Tpx32s* pSrcDst, int srcDstStep, TpxiSize roiSize);
+/* value = (float)coordinate * slope + offset in single precision, the
+ * coordinate being x, y, or the 32-bit integer product x * y. Rows advance
+ * by dstStep / 4 elements. Checks: null (-8), dstStep below 1 (-14), size
+ * (-6); an unknown direction returns tpxStsNoErr and writes nothing. */
+TPX_API TpxStatus tpxiImageRamp_32f_C1R(Tpx32f* pDst, int dstStep, TpxiSize roiSize, Tpx32f offset,
+                                        Tpx32f slope, TpxiRampDirection direction);
+/* v < thresholdLT gives valueLT, else v > thresholdGT gives valueGT, else v.
+ * Values are ordered by their bit patterns: as floats for ordinary values,
+ * -0 below +0, +NaN above +Inf and -NaN below -Inf. Rows advance by step / 4
+ * elements. Checks: null (-8), size (-6), a step below 1 (-14), then
+ * thresholdLT > thresholdGT (-18, a float comparison: NaN passes). */
+TPX_API TpxStatus tpxiThreshold_LTValGTVal_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst,
+                                                   int dstStep, TpxiSize roiSize,
+                                                   Tpx32f thresholdLT, Tpx32f valueLT,
+                                                   Tpx32f thresholdGT, Tpx32f valueGT);
+TPX_API TpxStatus tpxiThreshold_LTValGTVal_32f_C1IR(Tpx32f* pSrcDst, int srcDstStep,
+                                                    TpxiSize roiSize, Tpx32f thresholdLT,
+                                                    Tpx32f valueLT, Tpx32f thresholdGT,
+                                                    Tpx32f valueGT);
+
+/* ---------------------------------------------------------------------------
  * Scaled integer arithmetic (Sfs)
  *
  * The exact integer result R is scaled by 2^-scaleFactor and saturated to
@@ -604,6 +659,28 @@ TPX_API TpxStatus tpxiFilterRow_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f*
 TPX_API TpxStatus tpxiFilterColumn_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst,
                                            int dstStep, TpxiSize roiSize, const Tpx32f* pKernel,
                                            int kernelSize, int yAnchor);
+
+/* ---------------------------------------------------------------------------
+ * Gaussian noise
+ *
+ * Adds normal noise of the given mean and standard deviation to every pixel,
+ * in place. The generator starts from *pSeed and writes its new state back,
+ * so a seed reproduces the same noise; two calls give different noise from
+ * one call over the same pixels. Deviates are used in raster order; 8u and
+ * 16s add the noise plus the mean truncated toward zero, then saturate; 32f
+ * adds in double precision without clamping. A negative stdDev flips the
+ * noise. Checks: null pointers (-8), size (-6), srcDstStep below 1 (-14);
+ * on error nothing is written and *pSeed is unchanged.
+ * ------------------------------------------------------------------------- */
+
+TPX_API TpxStatus tpxiAddRandGauss_Direct_8u_C1IR(Tpx8u* pSrcDst, int srcDstStep, TpxiSize roiSize,
+                                                  Tpx8u mean, Tpx8u stdDev, unsigned int* pSeed);
+TPX_API TpxStatus tpxiAddRandGauss_Direct_16s_C1IR(Tpx16s* pSrcDst, int srcDstStep,
+                                                   TpxiSize roiSize, Tpx16s mean, Tpx16s stdDev,
+                                                   unsigned int* pSeed);
+TPX_API TpxStatus tpxiAddRandGauss_Direct_32f_C1IR(Tpx32f* pSrcDst, int srcDstStep,
+                                                   TpxiSize roiSize, Tpx32f mean, Tpx32f stdDev,
+                                                   unsigned int* pSeed);
 
 #ifdef __cplusplus
 }
