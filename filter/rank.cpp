@@ -146,6 +146,7 @@ inline V med5(V a, V b, V c, V d, V e) {
 template <typename V>
 inline V med3x3(const V (&c)[3][3]) {
   V lo[3], mid[3], hi[3];
+#pragma GCC unroll 3
   for (int k = 0; k < 3; ++k) {
     V a = c[k][0], b = c[k][1], d = c[k][2];
     sort2(a, b);
@@ -164,24 +165,39 @@ inline V med3x3(const V (&c)[3][3]) {
 // median at rank r, holding r + 1 of them and dropping the least and the
 // greatest of the held ones never drops the median; each round takes one new
 // value in. From 14 held values and 11 to come, eleven rounds leave three.
+template <int kHeld, typename V>
+inline void extremesToEnds(V* h) {
+  // Least to h[0], greatest to h[kHeld-1]: pairs first, then the lows race
+  // for the minimum and the highs for the maximum.
+  constexpr int kLastHigh = kHeld % 2 == 0 ? kHeld - 1 : kHeld - 2;
+#pragma GCC unroll 16
+  for (int i = 0; i + 1 < kHeld; i += 2) sort2(h[i], h[i + 1]);
+#pragma GCC unroll 16
+  for (int i = 2; i < kHeld; i += 2) sort2(h[0], h[i]);
+#pragma GCC unroll 16
+  for (int i = 1; i < kLastHigh; i += 2) sort2(h[i], h[kLastHigh]);
+  if constexpr (kHeld % 2 == 1) {
+    sort2(h[kHeld - 1], h[kLastHigh]);  // an unpaired value may be the greatest
+    std::swap(h[kLastHigh], h[kHeld - 1]);
+  }
+}
+
+// After kRound rounds the held values are v[kRound .. 13]; each round drops
+// the least and the greatest and takes v[14 + kRound] in the greatest's place.
+template <int kRound, typename V>
+inline V forgetful25(V (&v)[25]) {
+  if constexpr (kRound == 11) {
+    return med3(v[11], v[12], v[13]);
+  } else {
+    extremesToEnds<14 - kRound>(v + kRound);
+    v[13] = v[14 + kRound];
+    return forgetful25<kRound + 1>(v);
+  }
+}
+
 template <typename V>
 inline V med25(V (&v)[25]) {
-  V* h = v;  // held values are h[0 .. k-1]
-  int k = 14;
-  for (int next = 14; next < 25; ++next, --k) {
-    // Least to h[0], greatest to h[k-1]: pairs first, then the lows race for
-    // the minimum and the highs for the maximum.
-    for (int i = 0; i + 1 < k; i += 2) sort2(h[i], h[i + 1]);
-    const int lastHigh = (k % 2 == 0) ? k - 1 : k - 2;
-    for (int i = 2; i < k; i += 2) sort2(h[0], h[i]);
-    for (int i = 1; i < lastHigh; i += 2) sort2(h[i], h[lastHigh]);
-    if (k % 2 == 1) sort2(h[k - 1], h[lastHigh]);  // an unpaired value may be the greatest
-    std::swap(h[lastHigh], h[k - 1]);
-    // Drop both; the next value takes the place of the greatest.
-    h[k - 1] = v[next];
-    ++h;
-  }
-  return med3(h[0], h[1], h[2]);
+  return forgetful25<0>(v);
 }
 
 // Row y's neighbourhood rows, addressed from the centre of the mask.
@@ -211,45 +227,52 @@ inline __m128i loadV<__m128i>(const Tpx8u* p) {
 }
 #endif
 
+// Pixel x of the destination row whose neighbourhood rows are r[-2 .. 2]
+// (centre row r[0]); kMode is the mask code 10 x width + height.
 template <int kMode, typename V>
-inline V medianAt(const MedianFrame& f, int y, int x) {
+inline V medianAt(const Tpx8u* const* r, int x) {
   if constexpr (kMode == 31) {
-    const Tpx8u* s = srcAt(f, y, x);
-    return med3(loadV<V>(s - 1), loadV<V>(s), loadV<V>(s + 1));
+    return med3(loadV<V>(r[0] + x - 1), loadV<V>(r[0] + x), loadV<V>(r[0] + x + 1));
   } else if constexpr (kMode == 51) {
-    const Tpx8u* s = srcAt(f, y, x);
+    const Tpx8u* s = r[0] + x;
     return med5(loadV<V>(s - 2), loadV<V>(s - 1), loadV<V>(s), loadV<V>(s + 1), loadV<V>(s + 2));
   } else if constexpr (kMode == 13) {
-    return med3(loadV<V>(srcAt(f, y - 1, x)), loadV<V>(srcAt(f, y, x)),
-                loadV<V>(srcAt(f, y + 1, x)));
+    return med3(loadV<V>(r[-1] + x), loadV<V>(r[0] + x), loadV<V>(r[1] + x));
   } else if constexpr (kMode == 15) {
-    return med5(loadV<V>(srcAt(f, y - 2, x)), loadV<V>(srcAt(f, y - 1, x)),
-                loadV<V>(srcAt(f, y, x)), loadV<V>(srcAt(f, y + 1, x)),
-                loadV<V>(srcAt(f, y + 2, x)));
+    return med5(loadV<V>(r[-2] + x), loadV<V>(r[-1] + x), loadV<V>(r[0] + x), loadV<V>(r[1] + x),
+                loadV<V>(r[2] + x));
   } else if constexpr (kMode == 33) {
     V c[3][3];
+#pragma GCC unroll 3
     for (int j = 0; j < 3; ++j)
-      for (int i = 0; i < 3; ++i) c[j][i] = loadV<V>(srcAt(f, y + i - 1, x + j - 1));
+#pragma GCC unroll 3
+      for (int i = 0; i < 3; ++i) c[j][i] = loadV<V>(r[i - 1] + x + j - 1);
     return med3x3(c);
   } else {
     V v[25];
+#pragma GCC unroll 5
     for (int i = 0; i < 5; ++i)
-      for (int j = 0; j < 5; ++j) v[i * 5 + j] = loadV<V>(srcAt(f, y + i - 2, x + j - 2));
+#pragma GCC unroll 5
+      for (int j = 0; j < 5; ++j) v[i * 5 + j] = loadV<V>(r[i - 2] + x + j - 2);
     return med25(v);
   }
 }
 
 template <int kMode>
 void medianNetwork(const MedianFrame& f) {
+  constexpr int kReach = kMode == 31 || kMode == 51 ? 0 : kMode % 10 / 2;
   for (int y = 0; y < f.height; ++y) {
+    const Tpx8u* rows[5];
+    for (int i = -kReach; i <= kReach; ++i) rows[2 + i] = srcAt(f, int64_t(y) + i, 0);
+    const Tpx8u* const* r = rows + 2;
     Tpx8u* d = at(f.dst, f.dstStep, y, 0);
     int x = 0;
 #if TPX_ISA >= TPX_ISA_SSE2
     for (; x + 16 <= f.width; x += 16) {
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x), medianAt<kMode, __m128i>(f, y, x));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x), medianAt<kMode, __m128i>(r, x));
     }
 #endif
-    for (; x < f.width; ++x) d[x] = medianAt<kMode, uint8_t>(f, y, x);
+    for (; x < f.width; ++x) d[x] = medianAt<kMode, uint8_t>(r, x);
   }
 }
 
