@@ -360,9 +360,10 @@ inline __m128 pick(__m128 next, __m128 acc) {
 }
 #endif
 
-// r[x] = fold of s[x .. x + taps - 1] for x < n; s may sit at any byte address.
+// r[x] = fold of s[x .. x + taps - 1] for x < n, taken literally; s may sit
+// at any byte address.
 template <bool kMin>
-void foldRow(const Tpx32f* s, Tpx32f* r, int n, int64_t taps) {
+void foldRowDirect(const Tpx32f* s, Tpx32f* r, int n, int64_t taps) {
   int x = 0;
 #if TPX_ISA >= TPX_ISA_SSE
   for (; x + 8 <= n; x += 8) {
@@ -406,6 +407,79 @@ void foldColumns(const Tpx32f* const* rows, int64_t count, Tpx32f* d, int n) {
 
 inline int64_t round8(int64_t n) { return (n + 7) & ~int64_t(7); }
 
+#if TPX_ISA >= TPX_ISA_SSE
+
+// True when none of s[0 .. n-1] is a NaN.
+bool noNaN(const Tpx32f* s, int64_t n) {
+  __m128 bad = _mm_setzero_ps();
+  int64_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128 v = _mm_loadu_ps(s + i);
+    bad = _mm_or_ps(bad, _mm_cmpunord_ps(v, v));
+  }
+  bool clean = _mm_movemask_ps(bad) == 0;
+  for (; i < n; ++i) {
+    const float v = load(s + i);
+    clean = clean && v == v;
+  }
+  return clean;
+}
+
+// out[i] = the fold of an earlier part e[i] followed by a later part l[i]:
+// the later one replaces the earlier only when strictly beyond it.
+template <bool kMin>
+void combine(const Tpx32f* e, const Tpx32f* l, Tpx32f* out, int64_t n) {
+  int64_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    _mm_storeu_ps(out + i, pick<kMin>(_mm_loadu_ps(l + i), _mm_loadu_ps(e + i)));
+  }
+  for (; i < n; ++i) store(out + i, pick<kMin>(load(l + i), load(e + i)));
+}
+
+// Wide rows by doubling: level k holds the fold of 2^k consecutive pixels,
+// built from two halves of level k - 1, and a window of W pixels is the fold
+// of two level-k runs that overlap (2^k <= W < 2^(k+1)). Without NaN the fold
+// is associative and keeps the first of equal values, so halves and overlaps
+// give exactly the literal fold (a value met twice never replaces itself);
+// chunks holding a NaN are folded literally. The levels live on the stack.
+constexpr int kDoublingChunk = 256;
+constexpr int kDoublingMaxTaps = 512;
+
+template <bool kMin>
+void foldRowDoubling(const Tpx32f* s, Tpx32f* r, int n, int64_t taps) {
+  alignas(16) float levels[2][kDoublingChunk + kDoublingMaxTaps];
+  int64_t span = 1;
+  while (span * 2 <= taps) span *= 2;
+  for (int x0 = 0; x0 < n; x0 += kDoublingChunk) {
+    const int c = std::min(kDoublingChunk, n - x0);
+    const Tpx32f* src = s + x0;
+    int64_t len = c + taps - 1;
+    if (!noNaN(src, len)) {
+      foldRowDirect<kMin>(src, r + x0, c, taps);
+      continue;
+    }
+    const Tpx32f* prev = src;
+    int k = 0;
+    for (int64_t w = 1; w < span; w *= 2, k ^= 1) {
+      len -= w;
+      combine<kMin>(prev, prev + w, levels[k], len);
+      prev = levels[k];
+    }
+    combine<kMin>(prev, prev + (taps - span), r + x0, c);
+  }
+}
+
+#endif  // TPX_ISA >= TPX_ISA_SSE
+
+// Narrow windows fold literally, with shifted loads; wide ones by doubling.
+template <bool kMin>
+void foldRow(const Tpx32f* s, Tpx32f* r, int n, int64_t taps) {
+#if TPX_ISA >= TPX_ISA_SSE
+  if (taps >= 6 && taps <= kDoublingMaxTaps) return foldRowDoubling<kMin>(s, r, n, taps);
+#endif
+  foldRowDirect<kMin>(s, r, n, taps);
+}
+
 // A circular store of row results: row r of the source lives in slot r mod
 // slots. The row pointers of one window are gathered per destination row into
 // a small array, in chunks, so the store needs no pointer table of its own.
@@ -436,6 +510,24 @@ void columnPass(const RowStore& store, int64_t first, int64_t count, Tpx32f* d, 
   }
 }
 
+#if TPX_ISA >= TPX_ISA_SSE
+// Two destination rows at once, over store rows first .. first + h - 1 and
+// first + 1 .. first + h (the last not made yet). The shared middle rows are
+// folded once, into d1; then d0 = r(first) followed by the middle, and d1 =
+// the middle followed by r(first + h), which makeRow builds in the slot that
+// r(first) leaves. The second is the literal fold's last step; the first
+// regroups the fold, exact when no middle row holds a NaN (a NaN in r(first)
+// is kept either way).
+template <bool kMin, class MakeRow>
+void columnPair(const RowStore& store, int64_t first, int64_t h, Tpx32f* d0, Tpx32f* d1, int n,
+                MakeRow&& makeRow) {
+  columnPass<kMin>(store, first + 1, h - 1, d1, n);
+  combine<kMin>(store.slot(first), d1, d0, n);
+  makeRow(first + h);
+  combine<kMin>(d1, store.slot(first + h), d1, n);
+}
+#endif
+
 template <bool kMin>
 TpxStatus minMaxCaller(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstStep, TpxiSize roi,
                        TpxiSize mask, TpxiPoint anchor) {
@@ -448,14 +540,30 @@ TpxStatus minMaxCaller(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstSte
   Tpx32f* base = tpx::px::tpxsMalloc_32f(int(bytes / 4));
   if (base == nullptr) return tpxStsMemAllocErr;
   const RowStore store{base, stride, mask.height};
-  int64_t made = 0;  // source rows (relative to the window's top) already folded
-  for (int y = 0; y < roi.height; ++y) {
-    for (; made < int64_t(y) + mask.height; ++made) {
-      const Tpx32f* s = at(pSrc, srcStep, made - anchor.y, -int64_t(anchor.x));
-      foldRow<kMin>(s, store.slot(made), roi.width, mask.width);
+  int64_t made = 0;      // source rows (counted from the window's top) already folded
+  int64_t lastNaN = -1;  // the last of them whose result holds a NaN
+  auto makeRow = [&](int64_t r) {
+    const Tpx32f* s = at(pSrc, srcStep, r - anchor.y, -int64_t(anchor.x));
+    foldRow<kMin>(s, store.slot(r), roi.width, mask.width);
+#if TPX_ISA >= TPX_ISA_SSE
+    if (!noNaN(store.slot(r), roi.width)) lastNaN = r;
+#endif
+    made = r + 1;
+  };
+  for (int y = 0; y < roi.height;) {
+    while (made < int64_t(y) + mask.height) makeRow(made);
+    Tpx32f* d = at(pDst, dstStep, y, 0);
+#if TPX_ISA >= TPX_ISA_SSE
+    if (mask.height >= 3 && y + 1 < roi.height && lastNaN < int64_t(y) + 1) {
+      columnPair<kMin>(store, y, mask.height, d, at(pDst, dstStep, y + 1, 0), roi.width, makeRow);
+      y += 2;
+      continue;
     }
-    columnPass<kMin>(store, y, mask.height, at(pDst, dstStep, y, 0), roi.width);
+#endif
+    columnPass<kMin>(store, y, mask.height, d, roi.width);
+    ++y;
   }
+  (void)lastNaN;
   tpx::px::tpxsFree(base);
   return tpxStsNoErr;
 }
@@ -498,15 +606,31 @@ TpxStatus minMaxReplicate(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dst
   const RowStore store{reinterpret_cast<Tpx32f*>(aligned), round8(w),
                        std::min<int64_t>(mask.height, h)};
   const int64_t mh = mask.height, ay = anchor.y;
-  int64_t made = 0;
-  for (int y = 0; y < h; ++y) {
+  int64_t made = 0, lastNaN = -1;
+  auto makeRow = [&](int64_t r) {
+    foldRowClipped<kMin>(at(pSrc, srcStep, r, 0), store.slot(r), w, mask.width, anchor.x);
+#if TPX_ISA >= TPX_ISA_SSE
+    if (!noNaN(store.slot(r), w)) lastNaN = r;
+#endif
+    made = r + 1;
+  };
+  for (int y = 0; y < h;) {
     const int64_t lo = std::max<int64_t>(0, y - ay);
     const int64_t hi = std::min<int64_t>(h - 1, y - ay + mh - 1);
-    for (; made <= hi; ++made) {
-      foldRowClipped<kMin>(at(pSrc, srcStep, made, 0), store.slot(made), w, mask.width, anchor.x);
+    while (made <= hi) makeRow(made);
+    Tpx32f* d = at(pDst, dstStep, y, 0);
+#if TPX_ISA >= TPX_ISA_SSE
+    // Both windows whole: rows lo .. lo + mh - 1 and the same one row down.
+    if (mh >= 3 && y - ay >= 0 && y + 1 - ay + mh - 1 <= h - 1 && lastNaN < lo + 1) {
+      columnPair<kMin>(store, lo, mh, d, at(pDst, dstStep, y + 1, 0), w, makeRow);
+      y += 2;
+      continue;
     }
-    columnPass<kMin>(store, lo, hi - lo + 1, at(pDst, dstStep, y, 0), w);
+#endif
+    columnPass<kMin>(store, lo, hi - lo + 1, d, w);
+    ++y;
   }
+  (void)lastNaN;
   return tpxStsNoErr;
 }
 
