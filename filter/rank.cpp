@@ -518,6 +518,9 @@ void columnPass(const RowStore& store, int64_t first, int64_t count, Tpx32f* d, 
 // r(first) leaves. The second is the literal fold's last step; the first
 // regroups the fold, exact when no middle row holds a NaN (a NaN in r(first)
 // is kept either way).
+// Below this height the extra passes cost more than the shared rows save.
+constexpr int kPairMinHeight = 5;
+
 template <bool kMin, class MakeRow>
 void columnPair(const RowStore& store, int64_t first, int64_t h, Tpx32f* d0, Tpx32f* d1, int n,
                 MakeRow&& makeRow) {
@@ -546,7 +549,7 @@ TpxStatus minMaxCaller(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstSte
     const Tpx32f* s = at(pSrc, srcStep, r - anchor.y, -int64_t(anchor.x));
     foldRow<kMin>(s, store.slot(r), roi.width, mask.width);
 #if TPX_ISA >= TPX_ISA_SSE
-    if (!noNaN(store.slot(r), roi.width)) lastNaN = r;
+    if (mask.height >= kPairMinHeight && !noNaN(store.slot(r), roi.width)) lastNaN = r;
 #endif
     made = r + 1;
   };
@@ -554,7 +557,7 @@ TpxStatus minMaxCaller(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstSte
     while (made < int64_t(y) + mask.height) makeRow(made);
     Tpx32f* d = at(pDst, dstStep, y, 0);
 #if TPX_ISA >= TPX_ISA_SSE
-    if (mask.height >= 3 && y + 1 < roi.height && lastNaN < int64_t(y) + 1) {
+    if (mask.height >= kPairMinHeight && y + 1 < roi.height && lastNaN < int64_t(y) + 1) {
       columnPair<kMin>(store, y, mask.height, d, at(pDst, dstStep, y + 1, 0), roi.width, makeRow);
       y += 2;
       continue;
@@ -610,7 +613,7 @@ TpxStatus minMaxReplicate(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dst
   auto makeRow = [&](int64_t r) {
     foldRowClipped<kMin>(at(pSrc, srcStep, r, 0), store.slot(r), w, mask.width, anchor.x);
 #if TPX_ISA >= TPX_ISA_SSE
-    if (!noNaN(store.slot(r), w)) lastNaN = r;
+    if (mh >= kPairMinHeight && !noNaN(store.slot(r), w)) lastNaN = r;
 #endif
     made = r + 1;
   };
@@ -621,7 +624,7 @@ TpxStatus minMaxReplicate(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dst
     Tpx32f* d = at(pDst, dstStep, y, 0);
 #if TPX_ISA >= TPX_ISA_SSE
     // Both windows whole: rows lo .. lo + mh - 1 and the same one row down.
-    if (mh >= 3 && y - ay >= 0 && y + 1 - ay + mh - 1 <= h - 1 && lastNaN < lo + 1) {
+    if (mh >= kPairMinHeight && y - ay >= 0 && y + 1 - ay + mh - 1 <= h - 1 && lastNaN < lo + 1) {
       columnPair<kMin>(store, lo, mh, d, at(pDst, dstStep, y + 1, 0), w, makeRow);
       y += 2;
       continue;
