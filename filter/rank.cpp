@@ -296,8 +296,8 @@ void medianHistogram(const MedianFrame& f, int mw, int mh) {
     while (below < t) below += hist[++m];
     d[0] = Tpx8u(m);
     for (int x = 1; x < f.width; ++x) {
-      for (int i = 0; i < mh; ++i) {
-        const Tpx8u* s = srcAt(f, int64_t(y) + i - top, int64_t(x) - 1 - left);
+      const Tpx8u* s = srcAt(f, int64_t(y) - top, int64_t(x) - 1 - left);
+      for (int i = 0; i < mh; ++i, s += f.srcStep) {
         const int out = s[0], in = s[mw];
         --hist[out];
         ++hist[in];
