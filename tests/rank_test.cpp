@@ -294,7 +294,6 @@ TEST(RankChecks, OrderAndNothingWritten) {
 // OpenCV reads the real pixels around a submatrix, like the caller-memory
 // filters; medianBlur makes its own border, so it runs on the padded plane.
 TEST(RankOpenCv, MedianBlurErodeDilate) {
-  std::mt19937 rng(5);
   for (int k : {3, 5, 7, 9}) {
     cv::Mat plane(40 + k, 53 + k, CV_8UC1), med;
     cv::randu(plane, 0, 256);
