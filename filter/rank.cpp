@@ -13,7 +13,9 @@
 // forgetful selection (hold 14 values, drop the least and the greatest, take
 // the next, down to a median of three); other masks wider than one column: a
 // running histogram per row; one-column masks: a float scratch column. The
-// SSE2 copy runs the networks on 16 pixels at a time with pminub/pmaxub.
+// SSE2 copy runs the networks on 16 pixels at a time with pminub/pmaxub, and
+// replaces the running histogram by column histograms in strips (coarse and
+// fine 16-bit counts on the stack) for masks of up to 33 columns.
 //
 // Minimum and maximum fold the window with one rule: keep the first value and
 // replace it only by a strictly smaller (minimum) or strictly larger (maximum)
@@ -21,7 +23,12 @@
 // a NaN is kept only when it comes first, and of +0 and -0 the first stays.
 // minps/maxps implement exactly this step when the newcomer is their first
 // operand: _mm_min_ps(next, acc) is next < acc ? next : acc. The vector paths
-// fold in the same order as the scalar rule, four destination pixels a pass.
+// fold in the same order as the scalar rule, four destination pixels a pass,
+// except where the regrouping is provably exact: without NaN the fold is
+// associative and keeps the first of equal values (so -0 versus +0 cannot
+// tell two groupings apart). There wide rows fold by doubling and two
+// destination rows share their common rows; data holding a NaN takes the
+// literal fold.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
