@@ -13,9 +13,9 @@
 // forgetful selection (hold 14 values, drop the least and the greatest, take
 // the next, down to a median of three); other masks wider than one column: a
 // running histogram per row; one-column masks: a float scratch column. The
-// SSE2 copy runs the networks on 16 pixels at a time with pminub/pmaxub, and
-// replaces the running histogram by column histograms in strips (coarse and
-// fine 16-bit counts on the stack) for masks of up to 33 columns.
+// SSE2 copy runs the networks on 16 pixels at a time with pminub/pmaxub; the
+// running histogram is the same in every copy (column histograms in strips,
+// coarse and fine 16-bit counts, measured slower than it here up to 15x15).
 //
 // Minimum and maximum fold the window with one rule: keep the first value and
 // replace it only by a strictly smaller (minimum) or strictly larger (maximum)
@@ -320,101 +320,6 @@ void medianHistogram(const MedianFrame& f, int mw, int mh) {
     }
   }
 }
-
-#if TPX_ISA >= TPX_ISA_SSE2
-
-// Masks of up to kStripReach columns and 65535 pixels: column histograms. For
-// a strip of kStrip destination columns, each source column under the strip
-// keeps a histogram of its mh window pixels (256 fine bins and 16 coarse
-// ones of 16 values, 16-bit counts) that moves down one row by one removal
-// and one addition. The window's coarse histogram slides right by one column
-// in and one out; the coarse bin holding the median is found by counting up,
-// and only that bin's 16 fine counters are summed over the window's columns.
-// The counts are exact, so the value is the same median. All on the stack.
-constexpr int kStrip = 32;
-constexpr int kStripReach = 33;
-
-struct StripHistograms {
-  alignas(16) uint16_t fine[kStrip + kStripReach - 1][256];
-  alignas(16) uint16_t coarse[kStrip + kStripReach - 1][16];
-};
-
-inline __m128i load16(const uint16_t* p) {
-  return _mm_load_si128(reinterpret_cast<const __m128i*>(p));
-}
-
-// Of 16 counters in lo, hi (16-bit) with count values before them: the first
-// at which the running total reaches t; count becomes the total before it.
-// Branch-free: running sums by shifts, then the lanes still short of t.
-inline int reach(__m128i lo, __m128i hi, int64_t t, int64_t* count) {
-  lo = _mm_add_epi16(lo, _mm_slli_si128(lo, 2));
-  hi = _mm_add_epi16(hi, _mm_slli_si128(hi, 2));
-  lo = _mm_add_epi16(lo, _mm_slli_si128(lo, 4));
-  hi = _mm_add_epi16(hi, _mm_slli_si128(hi, 4));
-  lo = _mm_add_epi16(lo, _mm_slli_si128(lo, 8));
-  hi = _mm_add_epi16(hi, _mm_slli_si128(hi, 8));
-  hi = _mm_add_epi16(hi, _mm_set1_epi16(short(_mm_extract_epi16(lo, 7))));
-  const __m128i limit = _mm_set1_epi16(short(t - 1 - *count));
-  const __m128i zero = _mm_setzero_si128();
-  const int shortLo = _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_subs_epu16(lo, limit), zero));
-  const int shortHi = _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_subs_epu16(hi, limit), zero));
-  const int b = (__builtin_popcount(shortLo) + __builtin_popcount(shortHi)) / 2;
-  alignas(16) uint16_t sums[16];
-  _mm_store_si128(reinterpret_cast<__m128i*>(sums), lo);
-  _mm_store_si128(reinterpret_cast<__m128i*>(sums + 8), hi);
-  if (b > 0) *count += sums[b - 1];
-  return b;
-}
-
-bool medianStrips(const MedianFrame& f, int mw, int mh) {
-  if (mw > kStripReach || int64_t(mw) * mh > 65535) return false;
-  StripHistograms hs;
-  const int64_t t = int64_t(mw) * mh / 2 + 1;
-  const int left = mw / 2, top = mh / 2;
-  for (int x0 = 0; x0 < f.width; x0 += kStrip) {
-    const int n = std::min(kStrip, f.width - x0), cols = n + mw - 1;
-    std::memset(&hs, 0, sizeof hs);
-    auto update = [&](int64_t row, int delta) {
-      const Tpx8u* s = srcAt(f, row, int64_t(x0) - left);
-      for (int c = 0; c < cols; ++c) {
-        hs.fine[c][s[c]] = uint16_t(hs.fine[c][s[c]] + delta);
-        hs.coarse[c][s[c] >> 4] = uint16_t(hs.coarse[c][s[c] >> 4] + delta);
-      }
-    };
-    for (int i = 0; i < mh; ++i) update(i - top, 1);
-    for (int y = 0; y < f.height; ++y) {
-      if (y > 0) {
-        update(int64_t(y) - 1 - top, -1);
-        update(int64_t(y) + mh - 1 - top, 1);
-      }
-      __m128i k0 = _mm_setzero_si128(), k1 = _mm_setzero_si128();
-      for (int c = 0; c < mw; ++c) {
-        k0 = _mm_add_epi16(k0, load16(hs.coarse[c]));
-        k1 = _mm_add_epi16(k1, load16(hs.coarse[c] + 8));
-      }
-      Tpx8u* d = at(f.dst, f.dstStep, y, x0);
-      for (int x = 0; x < n; ++x) {
-        if (x > 0) {
-          k0 = _mm_sub_epi16(_mm_add_epi16(k0, load16(hs.coarse[x + mw - 1])),
-                             load16(hs.coarse[x - 1]));
-          k1 = _mm_sub_epi16(_mm_add_epi16(k1, load16(hs.coarse[x + mw - 1] + 8)),
-                             load16(hs.coarse[x - 1] + 8));
-        }
-        int64_t count = 0;
-        const int b = reach(k0, k1, t, &count);
-        __m128i f0 = _mm_setzero_si128(), f1 = _mm_setzero_si128();
-        for (int c = x; c < x + mw; ++c) {
-          f0 = _mm_add_epi16(f0, load16(hs.fine[c] + 16 * b));
-          f1 = _mm_add_epi16(f1, load16(hs.fine[c] + 16 * b + 8));
-        }
-        d[x] = Tpx8u(16 * b + reach(f0, f1, t, &count));
-      }
-    }
-  }
-  return true;
-}
-
-#endif  // TPX_ISA >= TPX_ISA_SSE2
 
 // One-column masks of other heights: the column goes through a float scratch
 // array and is partially sorted.
@@ -771,9 +676,6 @@ TpxStatus tpx::TPX_NS::tpxiFilterMedian_8u_C1R(const Tpx8u* pSrc, int srcStep, T
   } else if (mw == 5 && mh == 5) {
     medianNetwork<55>(f);
   } else if (mw > 1) {
-#if TPX_ISA >= TPX_ISA_SSE2
-    if (medianStrips(f, mw, mh)) return tpxStsNoErr;
-#endif
     medianHistogram(f, mw, mh);
   } else {
     const int64_t bytes = int64_t(mh) * 4;
