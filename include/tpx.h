@@ -681,6 +681,57 @@ TPX_API TpxStatus tpxiAddRandGauss_Direct_16s_C1IR(Tpx16s* pSrcDst, int srcDstSt
 TPX_API TpxStatus tpxiAddRandGauss_Direct_32f_C1IR(Tpx32f* pSrcDst, int srcDstStep,
                                                    TpxiSize roiSize, Tpx32f mean, Tpx32f stdDev,
                                                    unsigned int* pSeed);
+ * Rank filters
+ *
+ * The neighbourhood of dst(x, y) is the mask laid with its anchor cell on
+ * (x, y), not mirrored: source columns x - anchor.x .. x - anchor.x +
+ * maskSize.width - 1, rows alike. The median and Min/Max read it from the
+ * caller's memory around the region; rows are found by byte step, which need
+ * only be positive. Median of n values: the value of rank n / 2 + 1.
+ * Min/Max fold each window row left to right, then the row results top to
+ * bottom, keeping the first value and replacing it only by a strictly smaller
+ * (Min) or larger (Max) one: a NaN survives only when first, and of +0 and
+ * -0 the first stays.
+ * ------------------------------------------------------------------------- */
+
+/* Both mask sides odd. Checks: -8, -6, steps < 1 -14, mask side < 1 or even
+ * -33, anchor outside the mask -34, then (one-column masks of height 7 or
+ * more) -9 when the scratch column cannot be allocated. */
+TPX_API TpxStatus tpxiFilterMedian_8u_C1R(const Tpx8u* pSrc, int srcStep, Tpx8u* pDst,
+                                          int dstStep, TpxiSize roiSize, TpxiSize maskSize,
+                                          TpxiPoint anchor);
+/* Centred median along the row: mask 31 (3 pixels) or 51 (5), else -33. */
+TPX_API TpxStatus tpxiFilterMedianHoriz_8u_C1R(const Tpx8u* pSrc, int srcStep, Tpx8u* pDst,
+                                               int dstStep, TpxiSize roiSize, int mask);
+/* Centred median along the column: mask 13 (3 rows) or 15 (5), else -33. */
+TPX_API TpxStatus tpxiFilterMedianVert_8u_C1R(const Tpx8u* pSrc, int srcStep, Tpx8u* pDst,
+                                              int dstStep, TpxiSize roiSize, int mask);
+/* Checks: -8, -6, steps < 1 -14, mask side < 1 -33 (even sides are fine),
+ * anchor -34, row store of maskSize.height x roiSize.width floats -9. */
+TPX_API TpxStatus tpxiFilterMin_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstStep,
+                                        TpxiSize roiSize, TpxiSize maskSize, TpxiPoint anchor);
+TPX_API TpxStatus tpxiFilterMax_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstStep,
+                                        TpxiSize roiSize, TpxiSize maskSize, TpxiPoint anchor);
+/* Reads the region only: pixels outside it count as replicas of the nearest
+ * edge pixel, so the result is Min/Max over the window clipped to the region
+ * (equal, NaN included, to Min/Max on a replicate-padded copy). pBuffer holds
+ * at least the size the GetBufferSize query reports, at any alignment.
+ * Checks: pSrc, pDst, pBuffer -8; -6; mask -33; anchor -34; srcStep <
+ * 4 x width -14, srcStep % 4 -108; then dstStep alike. */
+TPX_API TpxStatus tpxiFilterMinBorderReplicate_32f_C1R(const Tpx32f* pSrc, int srcStep,
+                                                       Tpx32f* pDst, int dstStep, TpxiSize roiSize,
+                                                       TpxiSize maskSize, TpxiPoint anchor,
+                                                       Tpx8u* pBuffer);
+TPX_API TpxStatus tpxiFilterMaxBorderReplicate_32f_C1R(const Tpx32f* pSrc, int srcStep,
+                                                       Tpx32f* pDst, int dstStep, TpxiSize roiSize,
+                                                       TpxiSize maskSize, TpxiPoint anchor,
+                                                       Tpx8u* pBuffer);
+/* 8 x maskSize.height x roiWidth + 80 x maskSize.height + 32 bytes (32-bit
+ * unsigned arithmetic). Checks: -8, roiWidth < 1 -6, mask side < 1 -33. */
+TPX_API TpxStatus tpxiFilterMinGetBufferSize_32f_C1R(int roiWidth, TpxiSize maskSize,
+                                                     int* pBufferSize);
+TPX_API TpxStatus tpxiFilterMaxGetBufferSize_32f_C1R(int roiWidth, TpxiSize maskSize,
+                                                     int* pBufferSize);
 
 #ifdef __cplusplus
 }
