@@ -10,6 +10,7 @@ packages=(
   libbenchmark-dev                   # benchmarks
   libopencv-dev                      # test oracle and benchmark peer
   libfftw3-dev                       # benchmark peer of the FFT engine
+  libeigen3-dev                      # oracle of the matrix tests, benchmark peer
 )
 
 missing=()
