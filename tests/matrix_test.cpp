@@ -42,24 +42,25 @@ struct Mat {
   uint32_t& w(int i, int j) { return words[3 + size_t(i * s1 + j * s2) / 4]; }
   float operator()(int i, int j) { return fromBits(w(i, j)); }
   void set(int i, int j, float v) { w(i, j) = bitsOf(v); }
+  template <class F>
+  void each(F&& f) {
+    for (int i = 0; i < rows; ++i)
+      for (int j = 0; j < cols; ++j) f(i, j);
+  }
   std::vector<float> dense() {
     std::vector<float> d;
-    for (int i = 0; i < rows; ++i)
-      for (int j = 0; j < cols; ++j) d.push_back((*this)(i, j));
+    each([&](int i, int j) { d.push_back((*this)(i, j)); });
     return d;
   }
   Mat as(int layout) {  // the same values in another layout
     Mat m(rows, cols, layout);
-    for (int i = 0; i < rows; ++i)
-      for (int j = 0; j < cols; ++j) m.w(i, j) = w(i, j);
+    each([&](int i, int j) { m.w(i, j) = w(i, j); });
     return m;
   }
   bool gapsIntact() {
     Mat copy = *this;
-    for (int i = 0; i < rows; ++i)
-      for (int j = 0; j < cols; ++j) copy.w(i, j) = kGuard;
-    return std::all_of(copy.words.begin(), copy.words.end(),
-                       [](uint32_t u) { return u == kGuard; });
+    each([&](int i, int j) { copy.w(i, j) = kGuard; });
+    return copy.words == std::vector<uint32_t>(words.size(), kGuard);
   }
 };
 
@@ -68,14 +69,17 @@ Mat random(int r, int c, uint32_t seed, float diag = 0) {
   Mat m(r, c);
   std::mt19937 rng(seed);
   std::uniform_real_distribution<float> d(-1, 1);
-  for (int i = 0; i < r; ++i)
-    for (int j = 0; j < c; ++j) m.set(i, j, d(rng) + (i == j ? diag : 0));
+  m.each([&](int i, int j) { m.set(i, j, d(rng) + (i == j ? diag : 0)); });
+  return m;
+}
+Mat fromRows(int r, int c, const std::vector<float>& rowMajor) {
+  Mat m(r, c);
+  m.each([&](int i, int j) { m.set(i, j, rowMajor[size_t(i * c + j)]); });
   return m;
 }
 MatrixXd eig(Mat& m) {
   MatrixXd e(m.rows, m.cols);
-  for (int i = 0; i < m.rows; ++i)
-    for (int j = 0; j < m.cols; ++j) e(i, j) = m(i, j);
+  m.each([&](int i, int j) { e(i, j) = m(i, j); });
   return e;
 }
 
@@ -117,97 +121,45 @@ struct CholSystem {
   CholSystem(int n, uint32_t seed) : f(n, n) {
     Mat r = random(n, n, seed);
     a = eig(r) * eig(r).transpose() + MatrixXd::Identity(n, n);
-    std::vector<double> l(size_t(n * n), 0.0);
-    for (int j = 0; j < n; ++j)
-      for (int i = j; i < n; ++i) {
-        double s = a(i, j);
-        for (int k = 0; k < j; ++k) s -= l[i * n + k] * l[j * n + k];
-        l[i * n + j] = i == j ? std::sqrt(s) : s / l[j * n + j];
-      }
+    const MatrixXd l = a.llt().matrixL();
     for (int i = 0; i < n; ++i)
-      for (int j = 0; j < n; ++j)
-        f.set(i, j, j > i ? NAN : float(i == j ? 1 / l[i * n + i] : l[i * n + j]));
+      for (int j = 0; j < n; ++j) f.set(i, j, j > i ? NAN : float(i == j ? 1 / l(i, i) : l(i, j)));
   }
 };
 
 // ----- Checks -----------------------------------------------------------------------
 
+// An operation's integer arguments: their good values, and a role letter
+// each: s a stride, n a count.
 struct CheckOp {
   const char* name;
-  std::vector<int> good, sizes, strides;  // argument values; which are sizes, which strides
+  const char* roles;
+  std::vector<int> good;
   int pointers;
-  std::function<TpxStatus(float* const*, const std::vector<int>&)> call;
+  TpxStatus (*call)(float* const* p, const std::vector<int>& v);
 };
+using V = const std::vector<int>&;
 
-const std::vector<CheckOp>& checkOps() {
-  static const std::vector<CheckOp> ops = {
-      {"QRDecomp",
-       {12, 4, 12, 4, 3, 4},
-       {4, 5},
-       {0, 1, 2, 3},
-       3,
-       [](float* const* p, const std::vector<int>& v) {
-         return tpxmQRDecomp_m_32f(p[0], v[0], v[1], p[1], p[2], v[2], v[3], v[4], v[5]);
-       }},
-      {"QRBackSubst",
-       {12, 4, 4, 4, 3, 4},
-       {4, 5},
-       {0, 1, 2, 3},
-       4,
-       [](float* const* p, const std::vector<int>& v) {
-         return tpxmQRBackSubst_mv_32f(p[0], v[0], v[1], p[1], p[2], v[2], p[3], v[3], v[4], v[5]);
-       }},
-      {"Cholesky",
-       {16, 4, 4, 4, 4},
-       {4},
-       {0, 1, 2, 3},
-       3,
-       [](float* const* p, const std::vector<int>& v) {
-         return tpxmCholeskyBackSubst_mv_32f(p[0], v[0], v[1], p[1], v[2], p[2], v[3], v[4]);
-       }},
-      {"Mul_mv",
-       {12, 4, 3, 4, 4, 3, 4},
-       {2, 3, 5},
-       {0, 1, 4, 6},
-       3,
-       [](float* const* p, const std::vector<int>& v) {
-         return tpxmMul_mv_32f(p[0], v[0], v[1], v[2], v[3], p[1], v[4], v[5], p[2], v[6]);
-       }},
-      {"Mul_tv",
-       {12, 4, 3, 4, 4, 4, 4},
-       {2, 3, 5},
-       {0, 1, 4, 6},
-       3,
-       [](float* const* p, const std::vector<int>& v) {
-         return tpxmMul_tv_32f(p[0], v[0], v[1], v[2], v[3], p[1], v[4], v[5], p[2], v[6]);
-       }},
-      {"Dot",
-       {4, 4, 5},
-       {2},
-       {0, 1},
-       3,
-       [](float* const* p, const std::vector<int>& v) {
-         return tpxmDotProduct_vv_32f(p[0], v[0], p[1], v[1], p[2], v[2]);
-       }},
-      {"Saxpy",
-       {4, 4, 4, 5},
-       {3},
-       {0, 1, 2},
-       3,
-       [](float* const* p, const std::vector<int>& v) {
-         return tpxmSaxpy_vv_32f(p[0], v[0], 2.0f, p[1], v[1], p[2], v[2], v[3]);
-       }},
-      {"Transpose",
-       {12, 4, 3, 4, 16, 4},
-       {2, 3},
-       {0, 1, 4, 5},
-       2,
-       [](float* const* p, const std::vector<int>& v) {
-         return tpxmTranspose_m_32f(p[0], v[0], v[1], v[2], v[3], p[1], v[4], v[5]);
-       }},
-  };
-  return ops;
-}
+// clang-format off
+const std::vector<CheckOp> kCheckOps = {
+  {"QRDecomp", "ssssnn", {12, 4, 12, 4, 3, 4}, 3, [](float* const* p, V v) {
+     return tpxmQRDecomp_m_32f(p[0], v[0], v[1], p[1], p[2], v[2], v[3], v[4], v[5]); }},
+  {"QRBackSubst", "ssssnn", {12, 4, 4, 4, 3, 4}, 4, [](float* const* p, V v) {
+     return tpxmQRBackSubst_mv_32f(p[0], v[0], v[1], p[1], p[2], v[2], p[3], v[3], v[4], v[5]); }},
+  {"Cholesky", "ssssn", {16, 4, 4, 4, 4}, 3, [](float* const* p, V v) {
+     return tpxmCholeskyBackSubst_mv_32f(p[0], v[0], v[1], p[1], v[2], p[2], v[3], v[4]); }},
+  {"Mul_mv", "ssnnsns", {12, 4, 3, 4, 4, 3, 4}, 3, [](float* const* p, V v) {
+     return tpxmMul_mv_32f(p[0], v[0], v[1], v[2], v[3], p[1], v[4], v[5], p[2], v[6]); }},
+  {"Mul_tv", "ssnnsns", {12, 4, 3, 4, 4, 4, 4}, 3, [](float* const* p, V v) {
+     return tpxmMul_tv_32f(p[0], v[0], v[1], v[2], v[3], p[1], v[4], v[5], p[2], v[6]); }},
+  {"Dot", "ssn", {4, 4, 5}, 3, [](float* const* p, V v) {
+     return tpxmDotProduct_vv_32f(p[0], v[0], p[1], v[1], p[2], v[2]); }},
+  {"Saxpy", "sssn", {4, 4, 4, 5}, 3, [](float* const* p, V v) {
+     return tpxmSaxpy_vv_32f(p[0], v[0], 2.0f, p[1], v[1], p[2], v[2], v[3]); }},
+  {"Transpose", "ssnnss", {12, 4, 3, 4, 16, 4}, 2, [](float* const* p, V v) {
+     return tpxmTranspose_m_32f(p[0], v[0], v[1], v[2], v[3], p[1], v[4], v[5]); }},
+};
+// clang-format on
 
 // Runs op with pointer `nullAt` null (-1: none) and the given arguments;
 // expects `want` and every buffer, inputs and outputs, left as it was.
@@ -218,38 +170,33 @@ void expectCheck(const CheckOp& op, int nullAt, const std::vector<int>& v, TpxSt
     p[k] = k == nullAt ? nullptr : reinterpret_cast<float*>(bufs[k].data());
   EXPECT_EQ(op.call(p, v), want) << op.name << " null " << nullAt << " args "
                                  << ::testing::PrintToString(v);
-  for (auto& b : bufs)
-    EXPECT_TRUE(std::all_of(b.begin(), b.end(), [](uint32_t u) { return u == kGuard; }));
+  for (auto& b : bufs) EXPECT_EQ(b, std::vector<uint32_t>(64, kGuard));
 }
 
 TEST(MatrixChecks, EachBadArgumentAloneAndPrecedence) {
   forEachVariant([&](int) {
-    for (const CheckOp& op : checkOps()) {
+    for (const CheckOp& op : kCheckOps) {
       for (int k = 0; k < op.pointers; ++k) expectCheck(op, k, op.good, tpxStsNullPtrErr);
-      std::vector<int> all = op.good;  // everything bad at once: the null wins
-      for (int i : op.sizes) all[size_t(i)] = 0;
-      for (int i : op.strides) all[size_t(i)] = 6;
+      std::vector<int> all = op.good;  // everything bad at once: null, then size wins
+      for (size_t i = 0; i < all.size(); ++i) {
+        const bool stride = op.roles[i] == 's';
+        all[i] = stride ? 6 : 0;
+        for (int bad : stride ? std::vector<int>{0, -4, 2, 6} : std::vector<int>{0, -1}) {
+          std::vector<int> v = op.good;
+          v[i] = bad;
+          expectCheck(op, -1, v, stride ? tpxStsStrideMatrixErr : tpxStsSizeErr);
+        }
+      }
       expectCheck(op, op.pointers - 1, all, tpxStsNullPtrErr);
       expectCheck(op, -1, all, tpxStsSizeErr);
-      for (int i : op.sizes)
-        for (int bad : {0, -1}) {
-          std::vector<int> v = op.good;
-          v[size_t(i)] = bad;
-          expectCheck(op, -1, v, tpxStsSizeErr);
-        }
-      for (int i : op.strides)
-        for (int bad : {0, -4, 2, 6}) {
-          std::vector<int> v = op.good;
-          v[size_t(i)] = bad;
-          expectCheck(op, -1, v, tpxStsStrideMatrixErr);
-        }
     }
-    const auto& ops = checkOps();
     // QR: strides before width > height; products: size match before strides.
-    for (int q : {0, 1}) expectCheck(ops[q], -1, {12, 4, 12, 6, 5, 4}, tpxStsStrideMatrixErr);
-    for (int q : {0, 1}) expectCheck(ops[q], -1, {12, 4, 12, 4, 5, 4}, tpxStsSizeMatchMatrixErr);
-    expectCheck(ops[3], -1, {12, 6, 3, 4, 4, 4, 4}, tpxStsSizeMatchMatrixErr);
-    expectCheck(ops[4], -1, {12, 6, 3, 4, 4, 3, 4}, tpxStsSizeMatchMatrixErr);
+    for (int q : {0, 1}) {
+      expectCheck(kCheckOps[q], -1, {12, 4, 12, 6, 5, 4}, tpxStsStrideMatrixErr);
+      expectCheck(kCheckOps[q], -1, {12, 4, 12, 4, 5, 4}, tpxStsSizeMatchMatrixErr);
+    }
+    expectCheck(kCheckOps[3], -1, {12, 6, 3, 4, 4, 4, 4}, tpxStsSizeMatchMatrixErr);
+    expectCheck(kCheckOps[4], -1, {12, 6, 3, 4, 4, 3, 4}, tpxStsSizeMatchMatrixErr);
   });
 }
 
@@ -377,11 +324,7 @@ TEST(MatrixQr, SignRuleAndColumnTest) {
   forEachVariant([&](int) {
     // R(0,0) = -sign(A(0,0)) * |column 0|, positive for a zero A(0,0).
     for (float a00 : {3.0f, -3.0f, 0.0f, -0.0f}) {
-      Mat a(2, 2), d(2, 2);
-      a.set(0, 0, a00);
-      a.set(1, 0, 4.0f);
-      a.set(0, 1, 1.0f);
-      a.set(1, 1, 2.0f);
+      Mat a = fromRows(2, 2, {a00, 1, 4, 2}), d(2, 2);
       ASSERT_EQ(qr(a, d), tpxStsNoErr);
       const float norm = a00 == 0 ? 4.0f : 5.0f;
       EXPECT_NEAR(d(0, 0), a00 > 0 ? -norm : norm, 1e-6) << a00;
@@ -399,14 +342,12 @@ TEST(MatrixQr, SignRuleAndColumnTest) {
         {1, 1, {0}, tpxStsNoErr},                                   // no step: copied
         {3, 3, {1, 2, 5, 2, 4, -1, 2, 4, 3}, tpxStsDivByZeroErr}};  // column 1 = 2 x column 0
     for (const Case& c : cases) {
-      Mat a(c.h, c.w), d(c.h, c.w);
-      for (int i = 0; i < c.h * c.w; ++i) a.set(i / c.w, i % c.w, c.rowMajor[size_t(i)]);
+      Mat a = fromRows(c.h, c.w, c.rowMajor), d(c.h, c.w);
       EXPECT_EQ(qr(a, d), c.want) << c.rowMajor[0];
     }
     // The last case stops at step 1 with step 0 done: R(0,0) = -3, column 1
     // reflected to (-6, 0, 0) and column 2 to H0 a2, H0 from the stored v.
-    Mat a(3, 3), d(3, 3);
-    for (int i = 0; i < 9; ++i) a.set(i / 3, i % 3, cases.back().rowMajor[size_t(i)]);
+    Mat a = fromRows(3, 3, cases.back().rowMajor), d(3, 3);
     ASSERT_EQ(qr(a, d), tpxStsDivByZeroErr);
     const Eigen::Vector3d v(1, d(1, 0), d(2, 0)), a2(5, -1, 3);
     const Eigen::Vector3d h2 = a2 - 2 * v * v.dot(a2) / v.squaredNorm();
@@ -441,6 +382,14 @@ TEST(MatrixCholesky, SolvesMatchEigenAndOrderOneIsExact) {
 
 // ----- Products replayed in float ---------------------------------------------------------
 
+// term(0) + term(1) + ... in float, left to right.
+template <class Term>
+float replay(int n, Term&& term) {
+  float s = term(0);
+  for (int k = 1; k < n; ++k) s = s + term(k);
+  return s;
+}
+
 TEST(MatrixProducts, BitExactAgainstTheWrittenOrder) {
   forEachVariant([&](int) {
     for (auto [h, w] : std::vector<std::pair<int, int>>{{4, 4}, {7, 3}, {2, 9}, {6, 6}}) {
@@ -452,16 +401,10 @@ TEST(MatrixProducts, BitExactAgainstTheWrittenOrder) {
       Mat y(1, h), yt(1, w);
       ASSERT_EQ(mulMv(a, x, y), tpxStsNoErr);
       ASSERT_EQ(mulTv(a, xt, yt), tpxStsNoErr);
-      for (int i = 0; i < h; ++i) {
-        float s = a(i, 0) * x(0, 0);
-        for (int j = 1; j < w; ++j) s = s + a(i, j) * x(0, j);
-        EXPECT_EQ(bitsOf(y(0, i)), bitsOf(s)) << i;
-      }
-      for (int j = 0; j < w; ++j) {
-        float s = a(0, j) * xt(0, 0);
-        for (int i = 1; i < h; ++i) s = s + a(i, j) * xt(0, i);
-        EXPECT_EQ(bitsOf(yt(0, j)), bitsOf(s)) << j;
-      }
+      for (int i = 0; i < h; ++i)
+        EXPECT_EQ(bitsOf(y(0, i)), bitsOf(replay(w, [&](int j) { return a(i, j) * x(0, j); })));
+      for (int j = 0; j < w; ++j)
+        EXPECT_EQ(bitsOf(yt(0, j)), bitsOf(replay(h, [&](int i) { return a(i, j) * xt(0, i); })));
       EXPECT_EQ(bitsOf(y(0, 0)), 0x80000000u);
     }
     const int n = 11;
@@ -469,12 +412,8 @@ TEST(MatrixProducts, BitExactAgainstTheWrittenOrder) {
     a.set(0, 3, 1e30f);  // a*s + b and b*s + a differ here
     ASSERT_EQ(tpxmSaxpy_vv_32f(a.p(), 4, 3.0f, b.p(), 4, y.p(), 4, n), tpxStsNoErr);
     ASSERT_EQ(tpxmDotProduct_vv_32f(a.p(), 4, b.p(), 4, d.p(), n), tpxStsNoErr);
-    float dot = a(0, 0) * b(0, 0);
-    for (int i = 0; i < n; ++i) {
-      EXPECT_EQ(bitsOf(y(0, i)), bitsOf(a(0, i) * 3.0f + b(0, i))) << i;
-      if (i > 0) dot = dot + a(0, i) * b(0, i);
-    }
-    EXPECT_EQ(bitsOf(d(0, 0)), bitsOf(dot));
+    for (int i = 0; i < n; ++i) EXPECT_EQ(bitsOf(y(0, i)), bitsOf(a(0, i) * 3.0f + b(0, i))) << i;
+    EXPECT_EQ(bitsOf(d(0, 0)), bitsOf(replay(n, [&](int i) { return a(0, i) * b(0, i); })));
     // Transposition moves bit patterns, signalling NaNs included.
     Mat m = random(5, 6, 9), t(6, 5);
     m.w(2, 3) = 0x7f800001u;
