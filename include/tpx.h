@@ -732,6 +732,67 @@ TPX_API TpxStatus tpxiFilterMinGetBufferSize_32f_C1R(int roiWidth, TpxiSize mask
                                                      int* pBufferSize);
 TPX_API TpxStatus tpxiFilterMaxGetBufferSize_32f_C1R(int roiWidth, TpxiSize maskSize,
                                                      int* pBufferSize);
+ * Small matrices
+ *
+ * Element (i, j) (row i, column j) of a matrix lies i * stride1 + j * stride2
+ * BYTES from its pointer, vector element i at i * stride2, so row-major,
+ * column-major and padded layouts are all legal. width counts columns,
+ * height rows. Single precision throughout: every formula is evaluated in the
+ * order written, sums left to right starting from their first term.
+ *
+ * Checks, the first failing one decides: null pointers (-8), counts below 1
+ * (-6), then every stride the operation takes (even one a 1 x 1 or one-row
+ * operand never uses) must be positive and a multiple of 4, else
+ * tpxStsStrideMatrixErr (-182). Size relations give tpxStsSizeMatchMatrixErr
+ * (-204): the products test them BEFORE the strides, the QR operations AFTER.
+ * A destination that overlaps a source gives undefined results, except that
+ * the QR decomposition may work in place.
+ * ------------------------------------------------------------------------- */
+
+/* Householder QR of a height x width matrix (height >= width). pDst receives
+ * R on and above the diagonal and, below it in column k, the reflection
+ * vector v_k (whose component k is an implicit 1). width steps, or width - 1
+ * when square. A column whose squared norm below the diagonal is under 2^-23
+ * stops it with tpxStsDivByZeroErr (-10), pDst then holding the steps done
+ * so far. pBuffer: height floats of scratch. */
+TPX_API TpxStatus tpxmQRDecomp_m_32f(const Tpx32f* pSrc, int srcStride1, int srcStride2,
+                                     Tpx32f* pBuffer, Tpx32f* pDst, int dstStride1,
+                                     int dstStride2, int width, int height);
+/* Least-squares solution x (width elements) of A x = b (height elements), A
+ * given as the storage tpxmQRDecomp_m_32f writes. pSrc2 is not written; the
+ * back substitution divides by R(i, i) without testing it. pBuffer: height
+ * floats of scratch. */
+TPX_API TpxStatus tpxmQRBackSubst_mv_32f(const Tpx32f* pSrc, int srcStride1, int srcStride2,
+                                         Tpx32f* pBuffer, const Tpx32f* pSrc2, int src2Stride2,
+                                         Tpx32f* pDst, int dstStride2, int width, int height);
+/* Solves L L^T x = b for an order-widthHeight factor given as L below the
+ * diagonal and 1 / L(i, i) on it (multiplied, never divided; the upper
+ * triangle is not read). pDst may be pSrc2 with the same stride. */
+TPX_API TpxStatus tpxmCholeskyBackSubst_mv_32f(const Tpx32f* pSrc, int srcStride1, int srcStride2,
+                                               const Tpx32f* pSrc2, int src2Stride2, Tpx32f* pDst,
+                                               int dstStride2, int widthHeight);
+/* dst(i) = sum over j of A(i, j) * x(j): src1Height outputs;
+ * src1Width != src2Len is -204. */
+TPX_API TpxStatus tpxmMul_mv_32f(const Tpx32f* pSrc1, int src1Stride1, int src1Stride2,
+                                 int src1Width, int src1Height, const Tpx32f* pSrc2,
+                                 int src2Stride2, int src2Len, Tpx32f* pDst, int dstStride2);
+/* dst(j) = sum over i of A(i, j) * x(i): src1Width outputs;
+ * src1Height != src2Len is -204. */
+TPX_API TpxStatus tpxmMul_tv_32f(const Tpx32f* pSrc1, int src1Stride1, int src1Stride2,
+                                 int src1Width, int src1Height, const Tpx32f* pSrc2,
+                                 int src2Stride2, int src2Len, Tpx32f* pDst, int dstStride2);
+/* *pDst = sum of src1(i) * src2(i), in index order. */
+TPX_API TpxStatus tpxmDotProduct_vv_32f(const Tpx32f* pSrc1, int src1Stride2, const Tpx32f* pSrc2,
+                                        int src2Stride2, Tpx32f* pDst, int len);
+/* dst(i) = src1(i) * scale + src2(i): the FIRST source is scaled. */
+TPX_API TpxStatus tpxmSaxpy_vv_32f(const Tpx32f* pSrc1, int src1Stride2, Tpx32f scale,
+                                   const Tpx32f* pSrc2, int src2Stride2, Tpx32f* pDst,
+                                   int dstStride2, int len);
+/* dst(j, i) = src(i, j), bit patterns moved as they are; dst has width rows
+ * and height columns. */
+TPX_API TpxStatus tpxmTranspose_m_32f(const Tpx32f* pSrc, int srcStride1, int srcStride2,
+                                      int width, int height, Tpx32f* pDst, int dstStride1,
+                                      int dstStride2);
 
 #ifdef __cplusplus
 }

@@ -14,6 +14,7 @@ packages=(
   libbenchmark-dev                   # benchmarks
   libopencv-dev                      # test oracle and benchmark peer
   libfftw3-dev                       # benchmark peer of the FFT engine
+  libeigen3-dev                      # oracle of the matrix tests, benchmark peer
 )
 [ "${1:-}" = build ] && packages=("${build[@]}")
 
