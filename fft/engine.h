@@ -96,13 +96,14 @@ TpxStatus tpxiFftInv_PackToR_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pD
 /* pSrcDst = pSrc x pSrcDst, entry by entry of the 2-D Pack layout.
  * Checks: null (-8), step below 1 (-14), size below 1 (-6). */
 TpxStatus tpxiMulPack_32f_C1IR(const Tpx32f* pSrc, int srcStep, Tpx32f* pSrcDst, int srcDstStep,
-                               TpxiSize roiSize);
+                               int width, int height);
 /* Negates every imaginary entry of a 2-D Pack spectrum. */
-void tpxiConjPack_32f_C1IR(Tpx32f* pSrcDst, int srcDstStep, TpxiSize roiSize);
+void tpxiConjPack_32f_C1IR(Tpx32f* pSrcDst, int step, int width, int height);
 /* Stages a block into an Nx x Ny tile (row stride Nx floats) at
  * (offsetX, offsetY), cut to the tile, zeros everywhere else. */
-void tpxiCopyPadZero_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize blockSize, Tpx32f* pTile,
-                             TpxiSize tileSize, int offsetX, int offsetY);
+void tpxiCopyPadZero_32f_C1R(const Tpx32f* pSrc, int srcStep, int blockWidth, int blockHeight,
+                             Tpx32f* pTile, int tileWidth, int tileHeight, int offsetX,
+                             int offsetY);
 
 #ifdef __cplusplus
 }

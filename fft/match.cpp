@@ -119,7 +119,7 @@ TpxStatus match(const Tpx32f* pSrc, int srcStep, TpxiSize srcSize, const Tpx32f*
   const int tileStep = nx * 4, statsStep = tileW * 4;
 
   // The template, once: staged, its statistics, transformed and conjugated.
-  TPX_CALL(tpxiCopyPadZero_32f_C1R)(pTpl, tplStep, tplSize, tplSpectrum, {nx, ny}, 0, 0);
+  TPX_CALL(tpxiCopyPadZero_32f_C1R)(pTpl, tplStep, tw, th, tplSpectrum, nx, ny, 0, 0);
   Tpx64f norm = 0;
   TPX_CALL(tpxiNorm_L2_32f_C1R)(pTpl, tplStep, tplSize, &norm, tpxAccuracyHintAccurate);
   const int64_t area = int64_t(tw) * th;
@@ -139,7 +139,7 @@ TpxStatus match(const Tpx32f* pSrc, int srcStep, TpxiSize srcSize, const Tpx32f*
   status = TPX_CALL(tpxiFftFwd_RToPack_32f_C1R)(tplSpectrum, tileStep, tplSpectrum, tileStep,
                                                 scratch.plan, engineBuffer);
   if (status != tpxStsNoErr) return status;
-  TPX_CALL(tpxiConjPack_32f_C1IR)(tplSpectrum, tileStep, {nx, ny});
+  TPX_CALL(tpxiConjPack_32f_C1IR)(tplSpectrum, tileStep, nx, ny);
 
   for (int y0 = 0; y0 < outH; y0 += tileH) {
     for (int x0 = 0; x0 < outW; x0 += tileW) {
@@ -151,9 +151,9 @@ TpxStatus match(const Tpx32f* pSrc, int srcStep, TpxiSize srcSize, const Tpx32f*
       const int sx = x0 + dx, sy = y0 + dy;
       const int ox = sx < 0 ? -sx : 0, oy = sy < 0 ? -sy : 0;
       const int bx = sx < 0 ? 0 : sx, by = sy < 0 ? 0 : sy;
-      const TpxiSize block{srcSize.width - bx, srcSize.height - by};
       TPX_CALL(tpxiCopyPadZero_32f_C1R)
-      (row(pSrc, srcStep, by) + bx, srcStep, block, tile, {nx, ny}, ox, oy);
+      (row(pSrc, srcStep, by) + bx, srcStep, srcSize.width - bx, srcSize.height - by, tile, nx, ny,
+       ox, oy);
       // 2. Window statistics of the staged tile.
       const bool level = measure == Measure::kNormLevel;
       tpxiWinSums_32f(tile, nx, {nx, ny}, tplSize, stats, level ? work : nullptr, tileW, region);
@@ -177,7 +177,7 @@ TpxStatus match(const Tpx32f* pSrc, int srcStep, TpxiSize srcSize, const Tpx32f*
       status = TPX_CALL(tpxiFftFwd_RToPack_32f_C1R)(tile, tileStep, tile, tileStep, scratch.plan,
                                                     engineBuffer);
       if (status != tpxStsNoErr) return status;
-      TPX_CALL(tpxiMulPack_32f_C1IR)(tplSpectrum, tileStep, tile, tileStep, {nx, ny});
+      TPX_CALL(tpxiMulPack_32f_C1IR)(tplSpectrum, tileStep, tile, tileStep, nx, ny);
       status = TPX_CALL(tpxiFftInv_PackToR_32f_C1R)(tile, tileStep, tile, tileStep, scratch.plan,
                                                     engineBuffer);
       if (status != tpxStsNoErr) return status;

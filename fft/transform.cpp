@@ -741,11 +741,11 @@ TpxStatus tpx::TPX_NS::tpxiFftInv_PackToR_32f_C1R(const Tpx32f* pSrc, int srcSte
 }
 
 TpxStatus tpx::TPX_NS::tpxiMulPack_32f_C1IR(const Tpx32f* pSrc, int srcStep, Tpx32f* pSrcDst,
-                                            int srcDstStep, TpxiSize roiSize) {
+                                            int srcDstStep, int width, int height) {
   if (pSrc == nullptr || pSrcDst == nullptr) return tpxStsNullPtrErr;
   if (srcStep < 1 || srcDstStep < 1) return tpxStsStepErr;
-  if (roiSize.width < 1 || roiSize.height < 1) return tpxStsSizeErr;
-  const int64_t w = roiSize.width, h = roiSize.height;
+  if (width < 1 || height < 1) return tpxStsSizeErr;
+  const int64_t w = width, h = height;
   multiplyColumn(pSrc, srcStep, pSrcDst, srcDstStep, 0, h);
   const bool lastReal = w >= 2 && w % 2 == 0;
   if (lastReal) multiplyColumn(pSrc, srcStep, pSrcDst, srcDstStep, w - 1, h);
@@ -756,28 +756,28 @@ TpxStatus tpx::TPX_NS::tpxiMulPack_32f_C1IR(const Tpx32f* pSrc, int srcStep, Tpx
   return tpxStsNoErr;
 }
 
-void tpx::TPX_NS::tpxiConjPack_32f_C1IR(Tpx32f* pSrcDst, int srcDstStep, TpxiSize roiSize) {
-  const int64_t w = roiSize.width, h = roiSize.height;
+void tpx::TPX_NS::tpxiConjPack_32f_C1IR(Tpx32f* pSrcDst, int step, int width, int height) {
+  const int64_t w = width, h = height;
   for (int64_t y = 2; y < h; y += 2) {
-    Tpx32f* r = rowOf(pSrcDst, srcDstStep, y);
+    Tpx32f* r = rowOf(pSrcDst, step, y);
     r[0] = -r[0];
     if (w >= 2 && w % 2 == 0) r[w - 1] = -r[w - 1];
   }
   for (int64_t y = 0; y < h; ++y) {
-    Tpx32f* r = rowOf(pSrcDst, srcDstStep, y);
+    Tpx32f* r = rowOf(pSrcDst, step, y);
     for (int64_t x = 2; x <= w - 2 || (w % 2 == 1 && x <= w - 1); x += 2) r[x] = -r[x];
   }
 }
 
-void tpx::TPX_NS::tpxiCopyPadZero_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize blockSize,
-                                          Tpx32f* pTile, TpxiSize tileSize, int offsetX,
-                                          int offsetY) {
-  const int nx = tileSize.width, ny = tileSize.height;
+void tpx::TPX_NS::tpxiCopyPadZero_32f_C1R(const Tpx32f* pSrc, int srcStep, int blockWidth,
+                                          int blockHeight, Tpx32f* pTile, int tileWidth,
+                                          int tileHeight, int offsetX, int offsetY) {
+  const int nx = tileWidth, ny = tileHeight;
   const int tileStep = nx * static_cast<int>(sizeof(Tpx32f));
   const int ox = offsetX < 0 ? 0 : offsetX > nx ? nx : offsetX;
   const int oy = offsetY < 0 ? 0 : offsetY > ny ? ny : offsetY;
-  int w = blockSize.width < nx - ox ? blockSize.width : nx - ox;
-  int h = blockSize.height < ny - oy ? blockSize.height : ny - oy;
+  int w = blockWidth < nx - ox ? blockWidth : nx - ox;
+  int h = blockHeight < ny - oy ? blockHeight : ny - oy;
   w = w < 0 ? 0 : w;
   h = h < 0 ? 0 : h;
   auto zero = [](Tpx32f* p, int64_t len) {

@@ -793,6 +793,40 @@ TPX_API TpxStatus tpxmSaxpy_vv_32f(const Tpx32f* pSrc1, int src1Stride2, Tpx32f 
 TPX_API TpxStatus tpxmTranspose_m_32f(const Tpx32f* pSrc, int srcStride1, int srcStride2,
                                       int width, int height, Tpx32f* pDst, int dstStride1,
                                       int dstStride2);
+ * Two-dimensional convolution
+ *
+ * dst(x, y) = sum over i, j of img(x - i + ox, y - j + oy) * ker(i, j), the
+ * kernel reversed in both directions. Full: (W + w - 1) x (H + h - 1) pixels,
+ * ox = oy = 0, image pixels outside the image count as 0. Valid:
+ * (W - w + 1) x (H - h + 1) pixels, ox = w - 1, oy = h - 1. The operands are
+ * symmetric: Full takes the second as the image when the first is narrower
+ * (heights are not compared); Valid when the first is narrower or shorter.
+ * The 16s and 8u forms multiply by (float)(1 / divisor) and round to the
+ * nearest, saturating. Checks: null (-8), sizes below 1 (-6), steps below 1
+ * (-14), divisor 0 (-51), then for Valid an operand pair where neither
+ * contains the other (-6); -9 when scratch memory cannot be had. Small
+ * problems run on the linear filters, whose step checks (-14) and row
+ * advance by whole elements then apply; larger ones in the frequency domain.
+ * ------------------------------------------------------------------------- */
+
+TPX_API TpxStatus tpxiConvFull_32f_C1R(const Tpx32f* pSrc1, int src1Step, TpxiSize src1Size,
+                                       const Tpx32f* pSrc2, int src2Step, TpxiSize src2Size,
+                                       Tpx32f* pDst, int dstStep);
+TPX_API TpxStatus tpxiConvFull_16s_C1R(const Tpx16s* pSrc1, int src1Step, TpxiSize src1Size,
+                                       const Tpx16s* pSrc2, int src2Step, TpxiSize src2Size,
+                                       Tpx16s* pDst, int dstStep, int divisor);
+TPX_API TpxStatus tpxiConvFull_8u_C1R(const Tpx8u* pSrc1, int src1Step, TpxiSize src1Size,
+                                      const Tpx8u* pSrc2, int src2Step, TpxiSize src2Size,
+                                      Tpx8u* pDst, int dstStep, int divisor);
+TPX_API TpxStatus tpxiConvValid_32f_C1R(const Tpx32f* pSrc1, int src1Step, TpxiSize src1Size,
+                                        const Tpx32f* pSrc2, int src2Step, TpxiSize src2Size,
+                                        Tpx32f* pDst, int dstStep);
+TPX_API TpxStatus tpxiConvValid_16s_C1R(const Tpx16s* pSrc1, int src1Step, TpxiSize src1Size,
+                                        const Tpx16s* pSrc2, int src2Step, TpxiSize src2Size,
+                                        Tpx16s* pDst, int dstStep, int divisor);
+TPX_API TpxStatus tpxiConvValid_8u_C1R(const Tpx8u* pSrc1, int src1Step, TpxiSize src1Size,
+                                       const Tpx8u* pSrc2, int src2Step, TpxiSize src2Size,
+                                       Tpx8u* pDst, int dstStep, int divisor);
 
 #ifdef __cplusplus
 }

@@ -378,11 +378,11 @@ TEST(FftSpectrum, ImpulseProductAndDoubleConjugation) {
     ASSERT_EQ(tpxiFftFwd_RToPack_32f_C1R(x.data(), nx * 4, s.data(), nx * 4, plan.handle, nullptr),
               tpxStsNoErr);
     const std::vector<float> before = s;
-    ASSERT_EQ(tpxiMulPack_32f_C1IR(one.data(), nx * 4, s.data(), nx * 4, {nx, ny}), tpxStsNoErr);
+    ASSERT_EQ(tpxiMulPack_32f_C1IR(one.data(), nx * 4, s.data(), nx * 4, nx, ny), tpxStsNoErr);
     EXPECT_EQ(s, before);
-    tpxiConjPack_32f_C1IR(s.data(), nx * 4, {nx, ny});
+    tpxiConjPack_32f_C1IR(s.data(), nx * 4, nx, ny);
     EXPECT_NE(s, before);
-    tpxiConjPack_32f_C1IR(s.data(), nx * 4, {nx, ny});
+    tpxiConjPack_32f_C1IR(s.data(), nx * 4, nx, ny);
     EXPECT_EQ(s, before);
   });
 }
@@ -400,8 +400,8 @@ TEST(FftSpectrum, ProductIsCircularConvolutionAndConjugateIsCorrelation) {
       ASSERT_EQ(
           tpxiFftFwd_RToPack_32f_C1R(b.data(), nx * 4, fb.data(), nx * 4, plan.handle, nullptr),
           tpxStsNoErr);
-      if (correlate) tpxiConjPack_32f_C1IR(fa.data(), nx * 4, {nx, ny});
-      ASSERT_EQ(tpxiMulPack_32f_C1IR(fa.data(), nx * 4, fb.data(), nx * 4, {nx, ny}), tpxStsNoErr);
+      if (correlate) tpxiConjPack_32f_C1IR(fa.data(), nx * 4, nx, ny);
+      ASSERT_EQ(tpxiMulPack_32f_C1IR(fa.data(), nx * 4, fb.data(), nx * 4, nx, ny), tpxStsNoErr);
       ASSERT_EQ(
           tpxiFftInv_PackToR_32f_C1R(fb.data(), nx * 4, fb.data(), nx * 4, plan.handle, nullptr),
           tpxStsNoErr);
@@ -422,9 +422,9 @@ TEST(FftSpectrum, ProductIsCircularConvolutionAndConjugateIsCorrelation) {
     }
   });
   std::vector<float> s(8);
-  EXPECT_EQ(tpxiMulPack_32f_C1IR(nullptr, 4, s.data(), 4, {1, 1}), tpxStsNullPtrErr);
-  EXPECT_EQ(tpxiMulPack_32f_C1IR(s.data(), 0, s.data(), 4, {0, 1}), tpxStsStepErr);
-  EXPECT_EQ(tpxiMulPack_32f_C1IR(s.data(), 4, s.data(), 4, {0, 1}), tpxStsSizeErr);
+  EXPECT_EQ(tpxiMulPack_32f_C1IR(nullptr, 4, s.data(), 4, 1, 1), tpxStsNullPtrErr);
+  EXPECT_EQ(tpxiMulPack_32f_C1IR(s.data(), 0, s.data(), 4, 0, 1), tpxStsStepErr);
+  EXPECT_EQ(tpxiMulPack_32f_C1IR(s.data(), 4, s.data(), 4, 0, 1), tpxStsSizeErr);
 }
 
 TEST(FftSpectrum, CopyPadZeroStagesBlocks) {
@@ -437,7 +437,7 @@ TEST(FftSpectrum, CopyPadZeroStagesBlocks) {
   forEachVariant([&](int) {
     for (const Row& r : kRows) {
       std::vector<float> tile(size_t(r.nx * r.ny), 99.0f);
-      tpxiCopyPadZero_32f_C1R(block.data(), 5 * 4, {5, 3}, tile.data(), {r.nx, r.ny}, r.ox, r.oy);
+      tpxiCopyPadZero_32f_C1R(block.data(), 5 * 4, 5, 3, tile.data(), r.nx, r.ny, r.ox, r.oy);
       for (int y = 0; y < r.ny; ++y)
         for (int x = 0; x < r.nx; ++x) {
           const int bx = x - r.ox, by = y - r.oy;
