@@ -198,6 +198,7 @@ TEST(FloodFill, EarlyExitAndChecksWriteNothing) {
   Image<float> im(4, 3);
   im.fill([](int x, int y) { return float(x * y); });
   im.set(1, 1, -0.f);
+  checkFill({kEqual, 5.f, 0, 0}, im, {0, 0});  // -0 joins +0
   const float nan = std::numeric_limits<float>::quiet_NaN();
   struct Case {
     Fill f;
