@@ -827,6 +827,49 @@ TPX_API TpxStatus tpxiConvValid_16s_C1R(const Tpx16s* pSrc1, int src1Step, TpxiS
 TPX_API TpxStatus tpxiConvValid_8u_C1R(const Tpx8u* pSrc1, int src1Step, TpxiSize src1Size,
                                        const Tpx8u* pSrc2, int src2Step, TpxiSize src2Size,
                                        Tpx8u* pDst, int dstStep, int divisor);
+ * Flood fill
+ *
+ * Fills, in place, the 4-connected region of a 32f image that holds the seed,
+ * writes newVal into it and reports its area and bounding rectangle (region
+ * coordinates). The caller's work buffer must hold the size the matching
+ * GetSize function gives; the fills allocate nothing. Checks: null pointers
+ * (-8), sizes (-6), imageStep < 4 * width (-14), step alignment (-108), seed
+ * outside the region (-11), then (gradient fill) the deltas (-11).
+ * ------------------------------------------------------------------------- */
+
+/* What a fill reports: area, value {newVal, 0, 0}, bounding rectangle. */
+typedef struct TpxiConnectedComp {
+  Tpx64f area;
+  Tpx64f value[3];
+  TpxiRect rect;
+} TpxiConnectedComp;
+
+/* 6 * width * height + 32 bytes (24 * width * height formed in 64 bits,
+ * divided by 4, truncated to 32 bits, then + 32). */
+TPX_API TpxStatus tpxiFloodFillGetSize(TpxiSize roiSize, int* pBufferSize);
+/* (width + 2) * (height + 2) more than tpxiFloodFillGetSize. */
+TPX_API TpxStatus tpxiFloodFillGetSize_Grad(TpxiSize roiSize, int* pBufferSize);
+/* Pixels equal to the seed's value join. newVal equal to that value (or
+ * either NaN): returns 0 and writes nothing. Odd steps give -108; other steps
+ * address rows at imageStep / 4 elements. */
+TPX_API TpxStatus tpxiFloodFill_4Con_32f_C1IR(Tpx32f* pImage, int imageStep, TpxiSize roiSize,
+                                              TpxiPoint seed, Tpx32f newVal,
+                                              TpxiConnectedComp* pRegion, Tpx8u* pBuffer);
+/* Pixels in [s - minDelta, s + maxDelta] (double) join, s the seed's value;
+ * NaN never joins; the deltas are not checked. newVal must lie outside the
+ * range; steps and the early exit as in the equality fill. */
+TPX_API TpxStatus tpxiFloodFill_Range4Con_32f_C1IR(Tpx32f* pImage, int imageStep,
+                                                   TpxiSize roiSize, TpxiPoint seed, Tpx32f newVal,
+                                                   Tpx32f minDelta, Tpx32f maxDelta,
+                                                   TpxiConnectedComp* pRegion, Tpx8u* pBuffer);
+/* A pixel joins when !(|(v + half) - c| > mid) in double, c an accepted
+ * neighbour's value before the fill, half = (float)((minDelta - maxDelta) / 2),
+ * mid = (float)((minDelta + maxDelta) / 2): NaN joins. Deltas below 0 or NaN
+ * give -11; the step must be a multiple of 4 (-108). */
+TPX_API TpxStatus tpxiFloodFill_Grad4Con_32f_C1IR(Tpx32f* pImage, int imageStep,
+                                                  TpxiSize roiSize, TpxiPoint seed, Tpx32f newVal,
+                                                  Tpx32f minDelta, Tpx32f maxDelta,
+                                                  TpxiConnectedComp* pRegion, Tpx8u* pBuffer);
 
 #ifdef __cplusplus
 }
