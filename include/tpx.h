@@ -499,6 +499,52 @@ TPX_API TpxStatus tpxiHistogramRange_32f_C1R(const Tpx32f* pSrc, int srcStep, Tp
                                              int* pHist, const Tpx32f* pLevels, int nLevels);
 
 /* ---------------------------------------------------------------------------
+ * Image moments (32f, one channel)
+ *
+ * tpxiMoments64f_32f_C1R reads the image once into a state record that the
+ * library allocates; the queries are closed forms over the stored raw
+ * moments M(p, q) = sum of x^p y^q v, p + q <= 3, x the column and y the row
+ * within the region. mOrd is the order in x, nOrd the order in y. Orders
+ * summing above 3 give tpxStsSizeErr; a negative order selects no formula and
+ * the query returns tpxStsNoErr without writing *pValue. A state never
+ * filled answers tpxStsChannelErr; central, normalised and Hu queries give
+ * tpxStsMoment00ZeroErr when |M(0,0)| <= 2^-52.
+ * ------------------------------------------------------------------------- */
+
+enum { tpxMomentStateTag = 33 };
+
+typedef struct TpxiMomentState {
+  int32_t tag;          /* tpxMomentStateTag */
+  TpxAccuracyHint hint; /* as given at allocation; not used by the 1-channel fill */
+  int32_t channelCount; /* -1 until filled, then 1 */
+  Tpx64f rawMoments[3][16]; /* channel c: entry p + 4q holds M(p, q) */
+} TpxiMomentState;
+
+/* One aligned block: tag, hint, channelCount -1. -9 when memory is short. */
+TPX_API TpxStatus tpxiMomentInitAlloc_64f(TpxiMomentState** ppState, TpxAccuracyHint hint);
+TPX_API TpxStatus tpxiMomentFree_64f(TpxiMomentState* pState);
+/* Checks: null (-8), tag (-17), srcStep < 1 (-14), size (-6), srcStep below
+ * 4 x width (tpxStsStrideErr). The step need not be a multiple of 4. */
+TPX_API TpxStatus tpxiMoments64f_32f_C1R(const Tpx32f* pSrc, int srcStep, TpxiSize roiSize,
+                                         TpxiMomentState* pState);
+/* Sum of (x + roiOffset.x)^mOrd (y + roiOffset.y)^nOrd v. Works for M(0,0) = 0. */
+TPX_API TpxStatus tpxiGetSpatialMoment_64f(const TpxiMomentState* pState, int mOrd, int nOrd,
+                                           int nChannel, TpxiPoint roiOffset, Tpx64f* pValue);
+/* The spatial moment times M(0,0)^(-(mOrd + nOrd + 2) / 2). On
+ * tpxStsMoment00ZeroErr *pValue keeps the plain spatial moment. */
+TPX_API TpxStatus tpxiGetNormalizedSpatialMoment_64f(const TpxiMomentState* pState, int mOrd,
+                                                     int nOrd, int nChannel, TpxiPoint roiOffset,
+                                                     Tpx64f* pValue);
+/* Moment about the centroid. */
+TPX_API TpxStatus tpxiGetCentralMoment_64f(const TpxiMomentState* pState, int mOrd, int nOrd,
+                                           int nChannel, Tpx64f* pValue);
+TPX_API TpxStatus tpxiGetNormalizedCentralMoment_64f(const TpxiMomentState* pState, int mOrd,
+                                                     int nOrd, int nChannel, Tpx64f* pValue);
+/* The seven rotation invariants of Hu, in the usual order. */
+TPX_API TpxStatus tpxiGetHuMoments_64f(const TpxiMomentState* pState, int nChannel,
+                                       Tpx64f pHu[7]);
+
+/* ---------------------------------------------------------------------------
  * Floating-point arithmetic and math functions (32f, one channel)
  *
  * Results are IEEE single precision, each rounded once. Two-image forms take
