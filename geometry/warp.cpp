@@ -25,6 +25,7 @@
 #include "core/alloc.h"
 #include "core/image.h"
 #include "geometry/affine.h"
+#include "geometry/geometry.h"
 
 #if TPX_VARIANT == 0
 
@@ -232,6 +233,47 @@ constexpr RowKernel kRowKernels[2][3] = {
 template <typename T>
 constexpr int kTypeIndex = sizeof(T) == 4 ? 0 : 1;
 
+// The chain of step 8: each row's start advances by b01 and b11, each
+// column by b00 and b10.
+void resample(const Plane& src, char* dst0, int dstStep, const Spans& spans, const double b[2][3],
+              RowKernel kernel) {
+  double rowX = b[0][1] * spans.firstRow + b[0][2];
+  double rowY = b[1][1] * spans.firstRow + b[1][2];
+  for (int r = 0; r < spans.rows; ++r, rowX += b[0][1], rowY += b[1][1]) {
+    const int first = spans.cols[2 * r], last = spans.cols[2 * r + 1];
+    if (first > last) continue;
+    kernel(src, dst0 + ptrdiff_t(spans.firstRow + r) * dstStep, first, last, b[0][0] * first + rowX,
+           b[1][0] * first + rowY, b[0][0], b[1][0]);
+  }
+}
+
+// A map that turns or flips by right angles and shifts by whole pixels puts
+// every position exactly on a pixel centre (the chain adds integers), where
+// all three 8u kernels return that pixel's byte: nearest and bilinear exactly,
+// cubic within far less than half a unit before rounding. Such maps copy.
+inline bool wholePixelTurn(const double b[2][3]) {
+  auto unit = [](double v) { return v == 0 || v == 1 || v == -1; };
+  auto whole = [](double v) { return std::fabs(v) < 1e9 && std::floor(v) == v; };
+  return unit(b[0][0]) && unit(b[0][1]) && unit(b[1][0]) && unit(b[1][1]) &&
+         (b[0][0] != 0) != (b[0][1] != 0) && (b[0][0] != 0) != (b[1][0] != 0) &&
+         (b[1][0] != 0) != (b[1][1] != 0) && whole(b[0][2]) && whole(b[1][2]);
+}
+
+void copyTurned(const Plane& src, char* dst0, int dstStep, const Spans& spans,
+                const double b[2][3]) {
+  const ptrdiff_t stride = ptrdiff_t(b[0][0]) + ptrdiff_t(b[1][0]) * src.step;
+  for (int r = 0; r < spans.rows; ++r) {
+    const int first = spans.cols[2 * r], last = spans.cols[2 * r + 1];
+    const int y = spans.firstRow + r;
+    if (first > last) continue;
+    const ptrdiff_t sx = ptrdiff_t(b[0][0]) * first + ptrdiff_t(b[0][1]) * y + ptrdiff_t(b[0][2]);
+    const ptrdiff_t sy = ptrdiff_t(b[1][0]) * first + ptrdiff_t(b[1][1]) * y + ptrdiff_t(b[1][2]);
+    const char* p = src.base + sy * src.step + sx;
+    char* d = dst0 + ptrdiff_t(y) * dstStep;
+    for (int x = first; x <= last; ++x, p += stride) d[x] = *p;
+  }
+}
+
 // ----- Edge blending ---------------------------------------------------------------
 
 template <typename T>
@@ -351,15 +393,11 @@ TpxStatus warpAffine(bool forward, const T* pSrc, TpxiSize srcSize, int srcStep,
   const Plane src{reinterpret_cast<const char*>(pSrc), srcStep, srcSize.width - 1,
                   srcSize.height - 1};
   const DstImage<T> dst{reinterpret_cast<char*>(pDst), dstStep};
-  const RowKernel kernel = kRowKernels[kTypeIndex<T>][mode >> 1];
-  double rowX = b[0][1] * spans.firstRow + b[0][2];
-  double rowY = b[1][1] * spans.firstRow + b[1][2];
-  for (int r = 0; r < spans.rows; ++r, rowX += b[0][1], rowY += b[1][1]) {
-    const int first = spans.cols[2 * r], last = spans.cols[2 * r + 1];
-    if (first > last) continue;
-    const int y = spans.firstRow + r;
-    kernel(src, reinterpret_cast<char*>(dst.at(0, y)), first, last, b[0][0] * first + rowX,
-           b[1][0] * first + rowY, b[0][0], b[1][0]);
+  if (sizeof(T) == 1 && wholePixelTurn(b)) {
+    copyTurned(src, reinterpret_cast<char*>(pDst), dstStep, spans, b);
+  } else {
+    resample(src, reinterpret_cast<char*>(pDst), dstStep, spans, b,
+             kRowKernels[kTypeIndex<T>][mode >> 1]);
   }
   freeAligned(spans.cols);
   if (forward && (interpolation & ~kModeMask) != 0) blendEdges(poly, check.positive, dstRoi, dst);
@@ -382,6 +420,14 @@ TpxStatus tpx::TPX_NS::tpxiWarpAffineBack_32f_C1R(const Tpx32f* pSrc, TpxiSize s
                                                   TpxiRect dstRoi, const Tpx64f coeffs[2][3],
                                                   int interpolation) {
   return warpAffine(false, pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoi, coeffs,
+                    interpolation);
+}
+
+TpxStatus tpx::TPX_NS::tpxiWarpAffine_8u_C1R(const Tpx8u* pSrc, TpxiSize srcSize, int srcStep,
+                                             TpxiRect srcRoi, Tpx8u* pDst, int dstStep,
+                                             TpxiRect dstRoi, const Tpx64f coeffs[2][3],
+                                             int interpolation) {
+  return warpAffine(true, pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoi, coeffs,
                     interpolation);
 }
 

@@ -660,6 +660,29 @@ TPX_API TpxStatus tpxiWarpAffineBack_32f_C1R(const Tpx32f* pSrc, TpxiSize srcSiz
                                              TpxiRect dstRoi, const Tpx64f coeffs[2][3],
                                              int interpolation);
 
+/* Remap: destination pixel (x, y) of the region takes the source value at
+ * (pxMap(x, y), pyMap(x, y)) in whole-image coordinates when that position
+ * lies inside the clipped srcRoi (inclusive, compared in float; NaN never
+ * does); other destination pixels keep their value. pSrc points to source
+ * pixel (0, 0); pDst, pxMap and pyMap to the first pixel of their region.
+ * Bilinear interpolates in single precision. Checks, in order: null pointers
+ * (-8); sizes (-6); interpolation not exactly 1, 2 or 4 (-22: bit 31 is an
+ * error here); a step below 1 (-14); srcRoi origin outside the source (29). */
+TPX_API TpxStatus tpxiRemap_32f_C1R(const Tpx32f* pSrc, TpxiSize srcSize, int srcStep,
+                                    TpxiRect srcRoi, const Tpx32f* pxMap, int xMapStep,
+                                    const Tpx32f* pyMap, int yMapStep, Tpx32f* pDst, int dstStep,
+                                    TpxiSize dstRoiSize, int interpolation);
+/* Rotation by angle degrees (counter-clockwise on screen) about (xCenter,
+ * yCenter): the forward warp with {{cos, sin, xShift}, {-sin, cos, yShift}}
+ * on 8u data, with its addressing, checks and statuses and edge blending.
+ * Right angles use cos and sin of exactly 0 and +-1 and exact shifts. 8u
+ * results: bilinear trunc(v + 0.5); cubic and blended values clamped to
+ * 0..255 first. A NaN or infinite angle gives -56. */
+TPX_API TpxStatus tpxiRotateCenter_8u_C1R(const Tpx8u* pSrc, TpxiSize srcSize, int srcStep,
+                                          TpxiRect srcRoi, Tpx8u* pDst, int dstStep,
+                                          TpxiRect dstRoi, double angle, double xCenter,
+                                          double yCenter, int interpolation);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,6 +1,8 @@
 // Affine geometry: the helpers on worked examples and against OpenCV; the
 // warps' check order, which pixels they write, their kernels against a
 // reference written from the rules, edge blending, and OpenCV's warpAffine.
+#include "geometry/geometry.h"
+
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -282,10 +284,14 @@ void checkWarp(bool forward, const Image<float>& src, TpxiRect srcRoi, Image<flo
       const bool outside = sx < x0 - e || sx > x1 + e || sy < y0 - e || sy > y1 + e;
       const float v = out.get(x, y);
       written += v != kSentinel;
-      if (!inRoi || outside) ASSERT_EQ(v, kSentinel) << x << "," << y;
+      if (!inRoi || outside) {
+        ASSERT_EQ(v, kSentinel) << x << "," << y;
+      }
       if (inRoi && in) {
         ASSERT_NE(v, kSentinel) << x << "," << y;
-        if (exact) EXPECT_EQ(v, refSample(src, sx, sy, mode)) << x << "," << y << " " << mode;
+        if (exact) {
+          EXPECT_EQ(v, refSample(src, sx, sy, mode)) << x << "," << y << " " << mode;
+        }
       }
     }
   EXPECT_EQ(o.status == 30, written == 0);
@@ -455,12 +461,376 @@ TEST(AffineWarp, MatchesOpenCv) {
           const double sx = b[0][0] * x + b[0][1] * y + b[0][2];
           const double sy = b[1][0] * x + b[1][1] * y + b[1][2];
           auto nearHalf = [](double t) { return std::fabs(t - std::floor(t) - 0.5) < 1.0 / 256; };
-          if (mode == 1 && !nearHalf(sx) && !nearHalf(sy)) EXPECT_EQ(v, r) << x << "," << y;
-          if (mode == 2) EXPECT_NEAR(v, r, grad / 32 + 1e-4) << x << "," << y;
+          if (mode == 1 && !nearHalf(sx) && !nearHalf(sy)) {
+            EXPECT_EQ(v, r) << x << "," << y;
+          }
+          if (mode == 2) {
+            EXPECT_NEAR(v, r, grad / 32 + 1e-4) << x << "," << y;
+          }
         }
     }
   }
 }
 #endif
+
+// ----- Remap -----------------------------------------------------------------------------
+
+struct RemapArgs {
+  const float* src;
+  TpxiSize srcSize;
+  int srcStep;
+  TpxiRect srcRoi;
+  const float* mx;
+  int mxStep;
+  const float* my;
+  int myStep;
+  float* dst;
+  int dstStep;
+  TpxiSize size;
+  int mode;
+};
+
+TpxStatus remap(const RemapArgs& a) {
+  return tpxiRemap_32f_C1R(a.src, a.srcSize, a.srcStep, a.srcRoi, a.mx, a.mxStep, a.my, a.myStep,
+                           a.dst, a.dstStep, a.size, a.mode);
+}
+
+TEST(Remap, CheckOrder) {
+  struct Fault {
+    TpxStatus status;
+    void (*apply)(RemapArgs&);
+  };
+  const Fault faults[] = {
+      {-8, [](RemapArgs& a) { a.my = nullptr; }},
+      {-6, [](RemapArgs& a) { a.size.height = 0; }},
+      {-22, [](RemapArgs& a) { a.mode = tpxInterLinear | tpxEdgeBlendFlag; }},
+      {-14, [](RemapArgs& a) { a.mxStep = 0; }},
+      {29, [](RemapArgs& a) { a.srcRoi.y = a.srcSize.height; }},
+  };
+  Image<float> src(6, 5), mx(4, 3), my(4, 3), dst(4, 3);
+  src.fillRandom(1, 0, 1);
+  mx.fillRandom(2, 0, 5);
+  my.fillRandom(3, 0, 4);
+  dst.fillRandom(4, 0, 1);
+  const RemapArgs good{src.ptr(), src.size(), src.step(), {0, 0, 6, 5}, mx.ptr(),   mx.step(),
+                       my.ptr(),  my.step(),  dst.ptr(),  dst.step(),   dst.size(), 2};
+  for (size_t i = 0; i < 5; ++i)
+    for (size_t j = i; j <= i + 1 && j < 5; ++j) {
+      RemapArgs a = good;
+      faults[j].apply(a);
+      faults[i].apply(a);
+      const std::vector<uint8_t> before = dst.bytes();
+      EXPECT_EQ(remap(a), faults[i].status) << i << "," << j;
+      EXPECT_EQ(dst.bytes(), before);
+    }
+  // No destination pixel written is still success.
+  RemapArgs a = good;
+  a.srcRoi = {0, 0, 1, 1};
+  mx.fill([](int, int) { return 3.0f; });
+  EXPECT_EQ(remap(a), 0);
+}
+
+// Single-precision bilinear, as remap does it.
+float refLinearF(const Image<float>& s, float sx, float sy) {
+  int ix = int(std::trunc(double(sx) + 1e-7)), iy = int(std::trunc(double(sy) + 1e-7));
+  float fx = sx - float(ix), fy = sy - float(iy);
+  if (ix >= s.width() - 1) ix = s.width() - 2, fx = 1;
+  if (iy >= s.height() - 1) iy = s.height() - 2, fy = 1;
+  const float top = s.get(ix, iy) + (s.get(ix + 1, iy) - s.get(ix, iy)) * fx;
+  const float bottom = s.get(ix, iy + 1) + (s.get(ix + 1, iy + 1) - s.get(ix, iy + 1)) * fx;
+  return top + (bottom - top) * fy;
+}
+
+float refRemap(const Image<float>& s, float sx, float sy, int mode) {
+  return mode == 2 ? refLinearF(s, sx, sy) : refSample(s, sx, sy, mode);
+}
+
+TEST(Remap, Positions) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  // The whole 7 x 5 image is the region: x1 = 6, y1 = 4.
+  const float xs[] = {0,           -0.0f, 6,     6.25f, nan, 0.49999997f,
+                      1.99999988f, 2.5f,  4.75f, 1.25f, 6,   -0.01f};
+  const float ys[] = {0, 1, 4, 1, 1, 2, 1.5f, nan, 3.99999988f, 4.5f, 2, 1};
+  const bool inside[] = {1, 1, 1, 0, 0, 1, 1, 0, 1, 0, 1, 0};
+  const int n = 12;
+  Image<float> src(7, 5, 4 * 7 + 3), mx(n, 1), my(n, 1);
+  src.fillRandom(5, -2, 2);
+  for (int i = 0; i < n; ++i) mx.set(i, 0, xs[i]), my.set(i, 0, ys[i]);
+  src.set(5, 2, 1e8f);  // (6, 2) takes the last pair with weight 1: 1e8 + (1 - 1e8) is 0 in float
+  src.set(6, 2, 1.0f);
+  for (int mode : {1, 2, 4}) {
+    Image<float> dst(n, 1, 4 * n + 1);
+    const Outcome o = expectVariantsMatchGeneric([&] {
+      dst.fill([](int, int) { return kSentinel; });
+      Outcome r;
+      r.status =
+          tpxiRemap_32f_C1R(src.ptr(), src.size(), src.step(), {0, 0, 7, 5}, mx.ptr(), mx.step(),
+                            my.ptr(), my.step(), dst.ptr(), dst.step(), {n, 1}, mode);
+      return r.add(dst.bytes());
+    });
+    EXPECT_EQ(o.status, 0);
+    for (int i = 0; i < n; ++i) {
+      const float want = inside[i] ? refRemap(src, xs[i], ys[i], mode) : kSentinel;
+      EXPECT_EQ(tpxtest::bitsOf(dst.get(i, 0)), tpxtest::bitsOf(want)) << mode << " " << i;
+    }
+    if (mode == 1) {
+      EXPECT_EQ(dst.get(5, 0), src.get(0, 2));
+    }
+    if (mode == 2) {
+      EXPECT_EQ(dst.get(10, 0), 0.0f);
+    }
+  }
+}
+
+TEST(Remap, RandomMapsAndSmallSources) {
+  std::mt19937 rng(9);
+  std::uniform_real_distribution<float> u(-1, 1);
+  for (TpxiSize size : {TpxiSize{13, 9}, TpxiSize{1, 6}, TpxiSize{3, 3}, TpxiSize{5, 1}}) {
+    // Exact-size source: a read outside the image is caught by the sanitizer.
+    std::vector<float> data(size_t(size.width * size.height));
+    for (float& v : data) v = u(rng);
+    Image<float> src(size.width, size.height);
+    src.fill([&](int x, int y) { return data[size_t(y * size.width + x)]; });
+    const TpxiRect roi{size.width > 4 ? 2 : 0, size.height > 4 ? 1 : 0, 9, 6};
+    const int w = 17, h = 6;
+    Image<float> mx(w, h, 4 * w + 2), my(w, h, 4 * w + 6);
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        const float fx =
+            (x % 3 == 0) ? float(x % size.width) : (size.width + 1) * (u(rng) + 1) / 2 - 0.5f;
+        mx.set(x, y, fx);
+        my.set(x, y,
+               x % 4 == 0 ? float(y % size.height) : (size.height + 1) * (u(rng) + 1) / 2 - 0.5f);
+      }
+    for (int mode : {1, 2, 4}) {
+      Image<float> dst(w, h, 4 * w + 3);
+      expectVariantsMatchGeneric([&] {
+        dst.fill([](int, int) { return kSentinel; });
+        Outcome r;
+        r.status = tpxiRemap_32f_C1R(data.data(), size, 4 * size.width, roi, mx.ptr(), mx.step(),
+                                     my.ptr(), my.step(), dst.ptr(), dst.step(), {w, h}, mode);
+        return r.add(dst.bytes());
+      });
+      // A one-pixel side samples nearest, three pixels bilinear for cubic.
+      const int used = size.width == 1 || size.height == 1                ? 1
+                       : mode == 4 && (size.width < 4 || size.height < 4) ? 2
+                                                                          : mode;
+      const float x1 = float(std::min(roi.x + roi.width, size.width) - 1);
+      const float y1 = float(std::min(roi.y + roi.height, size.height) - 1);
+      for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+          const float sx = mx.get(x, y), sy = my.get(x, y);
+          const bool in = sx >= roi.x && sx <= x1 && sy >= roi.y && sy <= y1;
+          EXPECT_EQ(dst.get(x, y), in ? refRemap(src, sx, sy, used) : kSentinel) << x << "," << y;
+        }
+      EXPECT_TRUE(dst.guardsIntact());
+    }
+  }
+}
+
+#ifdef TPX_HAVE_OPENCV
+TEST(Remap, MatchesOpenCv) {
+  const int w = 40, h = 30;
+  Image<float> src(w, h), mx(w, h), my(w, h);
+  src.fill([](int x, int y) { return float(50 * std::sin(x / 5.0) * std::cos(y / 7.0)); });
+  cv::Mat s(h, w, CV_32F), cx(h, w, CV_32F), cy(h, w, CV_32F);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) {
+      const double r = 1 + 1e-4 * ((x - 20) * (x - 20) + (y - 15) * (y - 15));
+      mx.set(x, y, float(20 + r * (0.98 * (x - 20) + 0.17 * (y - 15))));
+      my.set(x, y, float(15 + r * (-0.17 * (x - 20) + 0.98 * (y - 15))));
+      s.at<float>(y, x) = src.get(x, y), cx.at<float>(y, x) = mx.get(x, y),
+                     cy.at<float>(y, x) = my.get(x, y);
+    }
+  for (int mode : {1, 2}) {
+    Image<float> dst(w, h);
+    dst.fill([](int, int) { return kSentinel; });
+    cv::Mat ref(h, w, CV_32F, cv::Scalar(kSentinel));
+    ASSERT_EQ(
+        tpxiRemap_32f_C1R(src.ptr(), src.size(), src.step(), {0, 0, w, h}, mx.ptr(), mx.step(),
+                          my.ptr(), my.step(), dst.ptr(), dst.step(), {w, h}, mode),
+        0);
+    cv::remap(s, ref, cx, cy, mode == 1 ? cv::INTER_NEAREST : cv::INTER_LINEAR,
+              cv::BORDER_TRANSPARENT);
+    int compared = 0;
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        const float v = dst.get(x, y), r = ref.at<float>(y, x);
+        if (v == kSentinel || r == kSentinel) continue;
+        const float sx = mx.get(x, y), sy = my.get(x, y);
+        ++compared;
+        if (mode == 1 && sx - std::floor(sx) != 0.5f && sy - std::floor(sy) != 0.5f) {
+          EXPECT_EQ(v, r);
+        }
+        if (mode == 2) {
+          EXPECT_NEAR(v, r, (50 / 5.0 + 50 / 7.0) / 32 + 1e-4);
+        }
+      }
+    EXPECT_GT(compared, w * h / 2);
+  }
+}
+#endif
+
+// ----- Rotation --------------------------------------------------------------------------
+
+TpxStatus rotateVia(bool warp, const Image<Tpx8u>& src, TpxiRect srcRoi, Image<Tpx8u>& dst,
+                    TpxiRect dstRoi, double angle, double xc, double yc, int mode,
+                    const Coeffs c = nullptr) {
+  if (warp)
+    return tpxiWarpAffine_8u_C1R(src.ptr(), src.size(), src.step(), srcRoi, dst.ptr(), dst.step(),
+                                 dstRoi, c, mode);
+  return tpxiRotateCenter_8u_C1R(src.ptr(), src.size(), src.step(), srcRoi, dst.ptr(), dst.step(),
+                                 dstRoi, angle, xc, yc, mode);
+}
+
+// Every variant of the rotation gives the bytes the 8u warp gives for the
+// coefficients built here from the documented rule.
+void expectRotationIsWarp(const Image<Tpx8u>& src, TpxiRect srcRoi, TpxiSize dstSize,
+                          TpxiRect dstRoi, double angle, double xc, double yc, int mode,
+                          const Coeffs c) {
+  Image<Tpx8u> dst(dstSize.width, dstSize.height, dstSize.width + 3);
+  auto run = [&](bool warp) {
+    dst.fillRandom(8, 0, 255);
+    Outcome o;
+    o.status = rotateVia(warp, src, srcRoi, dst, dstRoi, angle, xc, yc, mode, c);
+    return o.add(dst.bytes());
+  };
+  const Outcome rot = expectVariantsMatchGeneric([&] { return run(false); });
+  const Outcome warp = run(true);
+  EXPECT_EQ(rot.status, warp.status) << angle;
+  EXPECT_EQ(tpxtest::firstDifference(warp, rot), "") << angle << " mode " << mode;
+}
+
+TEST(Rotate, AnglesAndShifts) {
+  Image<Tpx8u> src(23, 17, 29);
+  src.fillRandom(6, 0, 255);
+  const double huge = 1.1204578571091958e18;
+  auto reduce = [](double a, bool nearest) {
+    a -= (nearest ? std::round(a / 360) : std::trunc(a / 360)) * 360;
+    return a < 0 ? a + 360 : a;
+  };
+  ASSERT_EQ(reduce(huge, true), 232);
+  ASSERT_EQ(reduce(huge, false), 256);
+  const double xc = 10.5, yc = 7;
+  auto cs = [](double a, bool sine) {
+    const double t = a / 180 * 3.141592653589793;
+    return sine ? std::sin(t) : std::cos(t);
+  };
+  struct Case {
+    double angle;
+    Coeffs c;
+  };
+  const Case cases[] = {
+      {-90, {{0, -1, xc + yc}, {1, 0, yc - xc}}},
+      {450, {{0, 1, xc - yc}, {-1, 0, xc + yc}}},
+      {180, {{-1, 0, 2 * xc}, {0, -1, 2 * yc}}},
+      {0, {{1, 0, 0}, {0, 1, 0}}},
+      {-330,
+       {{cs(30, 0), cs(30, 1), xc - xc * cs(30, 0) - yc * cs(30, 1)},
+        {-cs(30, 1), cs(30, 0), yc - yc * cs(30, 0) + xc * cs(30, 1)}}},
+      // Shifts from the nearest reduction (232), cos and sin from the truncated one (256).
+      {huge,
+       {{cs(256, 0), cs(256, 1), xc - xc * cs(232, 0) - yc * cs(232, 1)},
+        {-cs(256, 1), cs(256, 0), yc - yc * cs(232, 0) + xc * cs(232, 1)}}},
+  };
+  for (const Case& t : cases)
+    for (int mode : {1, 2, 4, 2 | tpxEdgeBlendFlag})
+      expectRotationIsWarp(src, {1, 2, 20, 14}, {30, 26}, {2, 1, 27, 24}, t.angle, xc, yc, mode,
+                           t.c);
+  // Statuses pass through the warp: NaN angle, a one-column region, no overlap.
+  Image<Tpx8u> dst(8, 8);
+  EXPECT_EQ(rotateVia(false, src, {0, 0, 5, 5}, dst, {0, 0, 8, 8}, NAN, 2, 2, 1), -56);
+  EXPECT_EQ(rotateVia(false, src, {0, 0, 1, 5}, dst, {0, 0, 8, 8}, 30, 2, 2, 1), -57);
+  EXPECT_EQ(rotateVia(false, src, {23, 0, 5, 5}, dst, {0, 0, 8, 8}, 30, 2, 2, 1), 29);
+  EXPECT_EQ(rotateVia(false, src, {0, 0, 5, 5}, dst, {0, 0, 8, 8}, 30, 200, 2, 1), 30);
+}
+
+#ifdef TPX_HAVE_OPENCV
+TEST(Rotate, MatchesOpenCv) {
+  const int w = 21, h = 14;
+  Image<Tpx8u> src(w, h);
+  src.fillRandom(7, 0, 255);
+  cv::Mat s(h, w, CV_8U);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x) s.at<uint8_t>(y, x) = src.get(x, y);
+  struct Case {
+    double angle, xc, yc;
+    int cvCode;
+  };
+  const Case rightAngles[] = {{90, (w - 1) / 2.0, (w - 1) / 2.0, cv::ROTATE_90_COUNTERCLOCKWISE},
+                              {180, (w - 1) / 2.0, (h - 1) / 2.0, cv::ROTATE_180},
+                              {270, (h - 1) / 2.0, (h - 1) / 2.0, cv::ROTATE_90_CLOCKWISE}};
+  for (const Case& t : rightAngles) {
+    cv::Mat ref;
+    cv::rotate(s, ref, t.cvCode);
+    for (int mode : {1, 2, 4, 4 | tpxEdgeBlendFlag}) {
+      Image<Tpx8u> dst(ref.cols, ref.rows);
+      ASSERT_EQ(rotateVia(false, src, {0, 0, w, h}, dst, {0, 0, ref.cols, ref.rows}, t.angle, t.xc,
+                          t.yc, mode),
+                0);
+      for (int y = 0; y < ref.rows; ++y)
+        for (int x = 0; x < ref.cols; ++x)
+          ASSERT_EQ(dst.get(x, y), ref.at<uint8_t>(y, x))
+              << t.angle << " " << mode << " " << x << "," << y;
+    }
+  }
+  // A general angle against warpAffine with the same matrix.
+  Image<Tpx8u> smooth(40, 30);
+  smooth.fill([](int x, int y) { return Tpx8u(128 + 60 * std::sin(x / 8.0 + y / 11.0)); });
+  cv::Mat sm(30, 40, CV_8U);
+  for (int y = 0; y < 30; ++y)
+    for (int x = 0; x < 40; ++x) sm.at<uint8_t>(y, x) = smooth.get(x, y);
+  for (double angle : {17.0, 123.0, -61.0}) {
+    const cv::Mat m = cv::getRotationMatrix2D(cv::Point2f(19.5f, 14.25f), angle, 1.0);
+    cv::Mat inv;
+    cv::invertAffineTransform(m, inv);
+    for (int mode : {1, 2}) {
+      Image<Tpx8u> dst(40, 30);
+      dst.fill([](int, int) { return Tpx8u(0); });
+      cv::Mat ref(30, 40, CV_8U, cv::Scalar(0));
+      ASSERT_EQ(
+          rotateVia(false, smooth, {0, 0, 40, 30}, dst, {0, 0, 40, 30}, angle, 19.5, 14.25, mode),
+          0);
+      cv::warpAffine(sm, ref, m, ref.size(), mode == 1 ? cv::INTER_NEAREST : cv::INTER_LINEAR,
+                     cv::BORDER_TRANSPARENT);
+      for (int y = 1; y < 29; ++y)
+        for (int x = 1; x < 39; ++x) {
+          const double sx =
+              inv.at<double>(0, 0) * x + inv.at<double>(0, 1) * y + inv.at<double>(0, 2);
+          const double sy =
+              inv.at<double>(1, 0) * x + inv.at<double>(1, 1) * y + inv.at<double>(1, 2);
+          if (sx < 1 || sy < 1 || sx > 38 || sy > 28) continue;
+          auto nearHalf = [](double t) { return std::fabs(t - std::floor(t) - 0.5) < 1.0 / 256; };
+          if (mode == 1 && (nearHalf(sx) || nearHalf(sy))) continue;
+          EXPECT_NEAR(dst.get(x, y), ref.at<uint8_t>(y, x), mode == 1 ? 0 : 1)
+              << angle << " " << x << "," << y;
+        }
+    }
+  }
+}
+#endif
+
+TEST(Rotate, CubicSaturates) {
+  // A 0/255 step: cubic overshoots on both sides; the result must clamp, not
+  // wrap, so far from the step every pixel keeps its side's value.
+  Image<Tpx8u> src(32, 32);
+  src.fill([](int x, int) { return Tpx8u(x < 16 ? 0 : 255); });
+  Image<Tpx8u> dst(32, 32);
+  dst.fill([](int, int) { return Tpx8u(77); });
+  ASSERT_EQ(rotateVia(false, src, {0, 0, 32, 32}, dst, {0, 0, 32, 32}, 30, 15.5, 15.5, 4), 0);
+  const double c = std::cos(3.141592653589793 / 6), s = std::sin(3.141592653589793 / 6);
+  for (int y = 0; y < 32; ++y)
+    for (int x = 0; x < 32; ++x) {
+      if (dst.get(x, y) == 77) continue;
+      const double sx = c * (x - 15.5) - s * (y - 15.5) + 15.5;  // the source column
+      // Blocks 0 0 0 255 undershoot, 0 255 255 255 overshoot.
+      if (sx < 14.9) {
+        EXPECT_EQ(dst.get(x, y), 0) << x << "," << y;
+      }
+      if (sx > 16.1) {
+        EXPECT_EQ(dst.get(x, y), 255) << x << "," << y;
+      }
+    }
+}
 
 }  // namespace
