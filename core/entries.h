@@ -19,6 +19,7 @@
 #include "tpx.h"
 // Internal operations that are dispatched like exports but not exported.
 #include "filter/linear.h"
+#include "geometry/geometry.h"
 
 #define TPX_EXPORT(ret, name, params, args) ret name params;
 #define TPX_EXPORT_SLOTS(ret, name, params, args, s0, s1, s2, s3, s4) ret name params;

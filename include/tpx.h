@@ -916,6 +916,85 @@ TPX_API TpxStatus tpxiFloodFill_Grad4Con_32f_C1IR(Tpx32f* pImage, int imageStep,
                                                   TpxiSize roiSize, TpxiPoint seed, Tpx32f newVal,
                                                   Tpx32f minDelta, Tpx32f maxDelta,
                                                   TpxiConnectedComp* pRegion, Tpx8u* pBuffer);
+ * Affine geometry and warping
+ *
+ * Coefficients c[2][3] map a point (u, v) to X = c00 u + c01 v + c02,
+ * Y = c10 u + c11 v + c12; the centre of pixel (u, v) is the point (u, v).
+ * A quadrangle q[4][2] lists the images of a rectangle's corner pixels (x, y),
+ * (x + width - 1, y), (x + width - 1, y + height - 1), (x, y + height - 1).
+ * It is usable when the turns at its four vertices are all nonzero and of one
+ * sign (exactly: no tolerance). None of the helpers checks its array pointers.
+ * ------------------------------------------------------------------------- */
+
+/* Interpolation codes of the warps. tpxEdgeBlendFlag (bit 31) may be or-ed
+ * into the code of the forward warps to blend the quadrangle's slanted edges
+ * with the pixels just outside them. */
+enum TpxInterpolationCode {
+  tpxInterNearest = 1, /* source (trunc(sx + 0.5), trunc(sy + 0.5)) */
+  tpxInterLinear = 2,  /* bilinear; the last column/row uses the last pair */
+  tpxInterCubic = 4,   /* four-point Lagrange, extrapolating at the borders */
+  tpxEdgeBlendFlag = (-2147483647 - 1)
+};
+
+/* The quadrangle of srcRoi under coeffs, written even when it is unusable.
+ * -6 for srcRoi.x or .y < 0 or a size below 1; -56 when the quadrangle is
+ * degenerate (a one-pixel-wide rectangle always is) or non-convex. */
+TPX_API TpxStatus tpxiGetAffineQuad(TpxiRect srcRoi, Tpx64f quad[4][2], const Tpx64f coeffs[2][3]);
+/* {{min x, min y}, {max x, max y}} of that quadrangle; also written with -56. */
+TPX_API TpxStatus tpxiGetAffineBound(TpxiRect srcRoi, Tpx64f bound[2][2],
+                                     const Tpx64f coeffs[2][3]);
+/* The coefficients that map srcRoi's corners onto quad's first three
+ * vertices. Checks: -6 (srcRoi), -58 (quad unusable), then -57 (width or
+ * height 1; coeffs untouched). Returns 28 when the fourth vertex is not where
+ * a parallelogram would put it (coeffs written all the same). */
+TPX_API TpxStatus tpxiGetAffineTransform(TpxiRect srcRoi, const Tpx64f quad[4][2],
+                                         Tpx64f coeffs[2][3]);
+
+/* Warps of a 32f image region. pSrc and pDst point to pixel (0, 0) of their
+ * images and the regions are given in those images' coordinates; only
+ * destination pixels inside both dstRoi and the quadrangle of the (clipped)
+ * source region are written. Kernels read the whole source image (srcSize).
+ * A source of width or height 1 is sampled nearest, one below 4 bilinear
+ * instead of cubic. Checks, in order: pSrc or pDst null (-8); a size below 1
+ * or a region origin below 0 (-6); a step below 1 (-14); the mode without
+ * bit 31 not 1, 2 or 4 (-22); singular coeffs (-56); srcRoi origin outside
+ * the source (29, nothing written); forward only: clipped source region
+ * narrower or lower than 2 (-57); unusable destination quadrangle (-56);
+ * nothing to write or no memory (30, nothing written). The generic variant
+ * evaluates bilinear in extended precision. */
+/* coeffs map source to destination; tpxEdgeBlendFlag honoured. */
+TPX_API TpxStatus tpxiWarpAffine_32f_C1R(const Tpx32f* pSrc, TpxiSize srcSize, int srcStep,
+                                         TpxiRect srcRoi, Tpx32f* pDst, int dstStep,
+                                         TpxiRect dstRoi, const Tpx64f coeffs[2][3],
+                                         int interpolation);
+/* coeffs map destination to source; bit 31 ignored. */
+TPX_API TpxStatus tpxiWarpAffineBack_32f_C1R(const Tpx32f* pSrc, TpxiSize srcSize, int srcStep,
+                                             TpxiRect srcRoi, Tpx32f* pDst, int dstStep,
+                                             TpxiRect dstRoi, const Tpx64f coeffs[2][3],
+                                             int interpolation);
+
+/* Remap: destination pixel (x, y) of the region takes the source value at
+ * (pxMap(x, y), pyMap(x, y)) in whole-image coordinates when that position
+ * lies inside the clipped srcRoi (inclusive, compared in float; NaN never
+ * does); other destination pixels keep their value. pSrc points to source
+ * pixel (0, 0); pDst, pxMap and pyMap to the first pixel of their region.
+ * Bilinear interpolates in single precision. Checks, in order: null pointers
+ * (-8); sizes (-6); interpolation not exactly 1, 2 or 4 (-22: bit 31 is an
+ * error here); a step below 1 (-14); srcRoi origin outside the source (29). */
+TPX_API TpxStatus tpxiRemap_32f_C1R(const Tpx32f* pSrc, TpxiSize srcSize, int srcStep,
+                                    TpxiRect srcRoi, const Tpx32f* pxMap, int xMapStep,
+                                    const Tpx32f* pyMap, int yMapStep, Tpx32f* pDst, int dstStep,
+                                    TpxiSize dstRoiSize, int interpolation);
+/* Rotation by angle degrees (counter-clockwise on screen) about (xCenter,
+ * yCenter): the forward warp with {{cos, sin, xShift}, {-sin, cos, yShift}}
+ * on 8u data, with its addressing, checks and statuses and edge blending.
+ * Right angles use cos and sin of exactly 0 and +-1 and exact shifts. 8u
+ * results: bilinear trunc(v + 0.5); cubic and blended values clamped to
+ * 0..255 first. A NaN or infinite angle gives -56. */
+TPX_API TpxStatus tpxiRotateCenter_8u_C1R(const Tpx8u* pSrc, TpxiSize srcSize, int srcStep,
+                                          TpxiRect srcRoi, Tpx8u* pDst, int dstStep,
+                                          TpxiRect dstRoi, double angle, double xCenter,
+                                          double yCenter, int interpolation);
 
 #ifdef __cplusplus
 }
