@@ -193,23 +193,21 @@ struct SobelVert {
 
 // ----- Row and column loops ------------------------------------------------------
 
-// Filtered pixels 0 .. width-1 of the extended row whose pixel 0 is at e; the
-// vector path fills the row up to w4 (its border pixels are there).
+// Filtered pixels x0 .. x1-1 of the row whose pixel 0 is at e (the vector
+// path takes them four at a time: x1 - x0 is a multiple of 4 there).
 template <class F>
-void rowPass(const float* e, float* out, int width, int w4) {
+void rowPass(const float* e, float* out, int x0, int x1) {
 #if TPX_ISA >= TPX_ISA_SSE
-  int x = 0;
-  for (; x + 8 <= w4; x += 8) {
+  int x = x0;
+  for (; x + 8 <= x1; x += 8) {
     const __m128 a = F::template row<__m128>(e + x);
     const __m128 b = F::template row<__m128>(e + x + 4);
     _mm_store_ps(out + x, a);
     _mm_store_ps(out + x + 4, b);
   }
-  if (x < w4) _mm_store_ps(out + x, F::template row<__m128>(e + x));
-  (void)width;
+  if (x < x1) _mm_store_ps(out + x, F::template row<__m128>(e + x));
 #else
-  (void)w4;
-  for (int x = 0; x < width; ++x) out[x] = F::template row<float>(e + x);
+  for (int x = x0; x < x1; ++x) out[x] = F::template row<float>(e + x);
 #endif
 }
 
@@ -262,17 +260,30 @@ void runFilter(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst, int dstStep, TpxiS
   for (int i = 0; i < r; ++i) leftIndex[i] = borderIndex(i - r, width, type);
   for (int i = 0; i < rightCount; ++i) rightIndex[i] = borderIndex(width + i, width, type);
 
+    // The vector path reads the middle of a row, pixels 4 .. xEnd-1, straight
+    // from the caller's row: their neighbourhoods stay inside it. Only both
+    // ends go through the extended row.
+#if TPX_ISA >= TPX_ISA_SSE
+  const int xEnd = (width - r) & ~3, rowEnd = w4;
+#else
+  const int xEnd = 0, rowEnd = width;
+#endif
   const auto filterSourceRow = [&](int y, float* out) {
     const Tpx32f* s = row(pSrc, srcStep, y);
-    std::memcpy(ext, s, size_t(width) * sizeof(float));
-    if (type == tpxBorderConstant) {
-      for (int i = 0; i < r; ++i) ext[i - r] = value;
-      for (int i = 0; i < rightCount; ++i) ext[width + i] = value;
+    const bool constant = type == tpxBorderConstant;
+    for (int i = 0; i < r; ++i) ext[i - r] = constant ? value : load(s + leftIndex[i]);
+    for (int i = 0; i < rightCount; ++i)
+      ext[width + i] = constant ? value : load(s + rightIndex[i]);
+    if (xEnd > 4) {
+      std::memcpy(ext, s, size_t(4 + r) * sizeof(float));
+      std::memcpy(ext + xEnd - r, s + xEnd - r, size_t(width - xEnd + r) * sizeof(float));
+      rowPass<F>(ext, out, 0, 4);
+      rowPass<F>(s, out, 4, xEnd);
+      rowPass<F>(ext, out, xEnd, rowEnd);
     } else {
-      for (int i = 0; i < r; ++i) ext[i - r] = ext[leftIndex[i]];
-      for (int i = 0; i < rightCount; ++i) ext[width + i] = ext[rightIndex[i]];
+      std::memcpy(ext, s, size_t(width) * sizeof(float));
+      rowPass<F>(ext, out, 0, rowEnd);
     }
-    rowPass<F>(ext, out, width, w4);
   };
 
   if (type == tpxBorderConstant) {
