@@ -1,12 +1,12 @@
 // Border filters: every variant against a reference written here from the
-// rule (index bouncing done step by step, sums in double), OpenCV with the
-// matching border, the documented examples, argument-check order, and the
-// work buffer: it fits the reported size at any alignment and its content
-// never shows in the result.
+// rule (borders bounced one reflection at a time, sums in double), OpenCV with
+// the matching border, the documented examples, argument-check order, and the
+// work buffer (it fits the reported size at any alignment, and neither its
+// content nor its alignment shows in the result).
 #include <cmath>
-#include <cstdint>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -21,28 +21,26 @@ namespace {
 using tpxtest::Image;
 using tpxtest::Outcome;
 
-using Filter = decltype(&tpxiFilterLowpassBorder_32f_C1R);
-using Query = decltype(&tpxiFilterLowpassGetBufferSize_32f_C1R);
-const Filter kFilters[3] = {tpxiFilterLowpassBorder_32f_C1R, tpxiFilterSobelHorizBorder_32f_C1R,
-                            tpxiFilterSobelVertBorder_32f_C1R};
-const Query kQueries[3] = {tpxiFilterLowpassGetBufferSize_32f_C1R,
-                           tpxiFilterSobelHorizGetBufferSize_32f_C1R,
-                           tpxiFilterSobelVertGetBufferSize_32f_C1R};
-const float kNan = std::numeric_limits<float>::quiet_NaN();
-const float kInf = std::numeric_limits<float>::infinity();
+const decltype(&tpxiFilterLowpassBorder_32f_C1R) kFilters[3] = {tpxiFilterLowpassBorder_32f_C1R,
+                                                                tpxiFilterSobelHorizBorder_32f_C1R,
+                                                                tpxiFilterSobelVertBorder_32f_C1R};
+const decltype(&tpxiFilterLowpassGetBufferSize_32f_C1R) kQueries[3] = {
+    tpxiFilterLowpassGetBufferSize_32f_C1R, tpxiFilterSobelHorizGetBufferSize_32f_C1R,
+    tpxiFilterSobelVertGetBufferSize_32f_C1R};
+const float kNan = std::numeric_limits<float>::quiet_NaN(), kInf = INFINITY;
 
-// Row taps H and column taps V of filter op (0 lowpass, 1 horizontal, 2
-// vertical Sobel), as correlation.
+// Row taps h and column taps v of filter op (lowpass, Sobel horizontal,
+// vertical) as correlation, and the lowpass scale.
 void kernels(int op, int n, double* h, double* v) {
   const double box[5] = {1, 1, 1, 1, 1}, s3[3] = {1, 2, 1}, d3[3] = {1, 0, -1};
   const double s5[5] = {1, 4, 6, 4, 1}, d5[5] = {1, 2, 0, -2, -1};
-  const double* smooth = n == 3 ? s3 : s5;
-  const double* diff = n == 3 ? d3 : d5;
   for (int k = 0; k < n; ++k) {
-    h[k] = op == 0 ? box[k] : op == 1 ? smooth[k] : diff[k];
-    v[k] = op == 0 ? box[k] : op == 1 ? -diff[k] : smooth[k];
+    const double s = n == 3 ? s3[k] : s5[k], d = n == 3 ? d3[k] : d5[k];
+    h[k] = op == 0 ? box[k] : op == 1 ? s : d;
+    v[k] = op == 0 ? box[k] : op == 1 ? -d : s;
   }
 }
+float scaleOf(int op, int n) { return op != 0 ? 1.0f : n == 3 ? 0.11111111f : 0.04f; }
 
 // The border rule, one reflection (or wrap) at a time.
 int source(int i, int size, int type) {
@@ -55,52 +53,31 @@ int source(int i, int size, int type) {
   return i;
 }
 
-// dst(x, y) in double (*abs gets the sum of |terms|); the lowpass scale is
-// applied by the caller.
+// dst(x, y) before the lowpass scale, in double; *abs = sum of |terms|.
 double reference(const Image<float>& s, int op, int n, int type, float v, int x, int y,
                  double* abs) {
   double h[5], vt[5], sum = 0, hsum = 0;
   kernels(op, n, h, vt);
   for (int k = 0; k < n; ++k) hsum += h[k];
   *abs = 0;
-  const int r = n / 2, w = s.width(), ht = s.height();
   for (int j = 0; j < n; ++j) {
-    const int yy = y + j - r;
-    if (vt[j] == 0) continue;
-    if (type == tpxBorderConstant && (yy < 0 || yy >= ht)) {
-      const double row = float(hsum) * v;  // one float product
-      sum += vt[j] * row, *abs += std::fabs(vt[j] * row);
-      continue;
-    }
+    const int yy = y + j - n / 2;
     for (int k = 0; k < n; ++k) {
-      const int xx = x + k - r;
-      const bool out = xx < 0 || xx >= w;
-      const double p =
-          type == tpxBorderConstant && out ? v : s.get(source(xx, w, type), source(yy, ht, type));
-      if (h[k] != 0) sum += vt[j] * h[k] * p, *abs += std::fabs(vt[j] * h[k] * p);
+      const int xx = x + k - n / 2;
+      double t;
+      if (type == tpxBorderConstant && (yy < 0 || yy >= s.height())) {
+        t = k == 0 ? vt[j] * (float(hsum) * v) : 0;  // the row pass as one float product
+      } else if (type == tpxBorderConstant && (xx < 0 || xx >= s.width())) {
+        t = h[k] == 0 ? 0 : vt[j] * h[k] * v;
+      } else {
+        const float p = s.get(source(xx, s.width(), type), source(yy, s.height(), type));
+        t = vt[j] == 0 || h[k] == 0 ? 0 : vt[j] * h[k] * p;
+      }
+      sum += t, *abs += std::fabs(t);
     }
   }
   return sum;
 }
-
-float scaleOf(int op, int n) { return op != 0 ? 1.0f : n == 3 ? 0.11111111f : 0.04f; }
-
-// A work buffer of exactly the reported size at a chosen misalignment, after
-// `offset` guard bytes; the end of the allocation is the end of the buffer.
-struct WorkBuffer {
-  WorkBuffer(int size, int offset, uint8_t fill) : mem(new uint8_t[size_t(size + offset)]) {
-    std::memset(mem.get(), 0x5A, size_t(offset));
-    std::memset(mem.get() + offset, fill, size_t(size));
-    p = mem.get() + offset;
-  }
-  bool frontIntact(int offset) const {
-    for (int i = 0; i < offset; ++i)
-      if (mem[size_t(i)] != 0x5A) return false;
-    return true;
-  }
-  std::unique_ptr<uint8_t[]> mem;
-  uint8_t* p;
-};
 
 int bufferSize(int op, int w, int mask) {
   int size = -1;
@@ -108,46 +85,58 @@ int bufferSize(int op, int w, int mask) {
   return size;
 }
 
-// Widths 1-67, heights 1-9, every type, mask and filter. Integer images (and
-// borderValue 2.5 or -3) make every sum exact: the result is float(exact) x
-// scale to the bit. Real images stay within a few ulps of the sum of |terms|.
-// Variants, buffer alignment and buffer content give the same bytes.
+// Widths 1-67, heights 1-9, every filter, mask and type, the region ringed by
+// NaN. Integer images with borderValue 2.5 or -3 make every sum exact: the
+// result is float(exact) x scale to the bit. Real images stay within a few
+// ulps of the sum of |terms|; images with Inf and NaN (and such border
+// values) are compared between variants only. The work buffer has exactly
+// the reported size, at offsets 0-31, prefilled 0x00 or 0xFF.
 TEST(BorderFilter, EveryVariantFollowsTheRule) {
+  const float specials[] = {kInf, -kInf, kNan, -0.0f, 3e38f, -3e38f, 7.0f};
   int count = 0;
   for (int w = 1; w <= 67; ++w) {
     for (int h = 1 + w % 3; h <= 9; h += 3 + w % 2) {
-      ++count;
-      Image<float> src(w, h, 4 * (w + count % 3));
-      const bool exact = count % 2 == 0;
+      const int kind = ++count % 3;  // exact, real, special
+      Image<float> ring(w + 4 + count % 3, h + 4);
+      ring.fill([](int, int) { return kNan; });
       std::mt19937 rng{uint32_t(count)};
-      std::uniform_real_distribution<double> real(-100, 100);
-      src.fill([&](int, int) { return exact ? float(rng() % 256) : float(real(rng)); });
+      std::uniform_real_distribution<float> real(-100, 100);
+      for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+          ring.set(x + 2, y + 2,
+                   kind == 0   ? float(rng() % 256)
+                   : kind == 1 ? real(rng)
+                               : specials[rng() % 7]);
+      Image<float> src(w, h);
+      src.fill([&](int x, int y) { return ring.get(x + 2, y + 2); });
+      const float* inner = &ring.ptr()[2 * (w + 4 + count % 3) + 2];
       for (int op = 0; op < 3; ++op) {
         for (int mask : {33, 55}) {
           for (int type = 0; type < 5; ++type) {
-            const float v = count % 4 < 2 ? 2.5f : -3.0f;
+            const float v = kind == 2 ? specials[type] : count % 4 < 2 ? 2.5f : -3.0f;
             const int size = bufferSize(op, w, mask), offset = (count + op + type) % 32;
             SCOPED_TRACE(testing::Message() << w << "x" << h << " op " << op << " mask " << mask
-                                            << " type " << type << " offset " << offset);
+                                            << " type " << type << " kind " << kind);
             uint8_t fill = 0;
             Image<float> dst(w, h);
             const Outcome out = tpxtest::expectVariantsMatchGeneric([&] {
               dst = Image<float>(w, h, 4 * (w + 1 + type));
-              WorkBuffer buf(size, offset, fill ^= 0xFF);
+              std::unique_ptr<uint8_t[]> mem(new uint8_t[size_t(size + offset)]);
+              std::memset(mem.get(), fill ^= 0xFF, size_t(size + offset));
               Outcome o;
-              o.status = kFilters[op](src.ptr(), src.step(), dst.ptr(), dst.step(), src.size(),
-                                      mask, type, v, buf.p);
-              EXPECT_TRUE(buf.frontIntact(offset));
+              o.status = kFilters[op](inner, ring.step(), dst.ptr(), dst.step(), dst.size(), mask,
+                                      type, v, mem.get() + offset);
+              for (int i = 0; i < offset; ++i) EXPECT_EQ(mem[size_t(i)], fill);
               return o.add(dst.bytes());
             });
             ASSERT_EQ(out.status, tpxStsNoErr);
             ASSERT_TRUE(dst.guardsIntact());
             const float scale = scaleOf(op, mask / 11);
-            for (int y = 0; y < h; ++y) {
+            for (int y = 0; y < h && kind != 2; ++y) {
               for (int x = 0; x < w; ++x) {
                 double abs;
                 const double sum = reference(src, op, mask / 11, type, v, x, y, &abs);
-                if (exact) {
+                if (kind == 0) {
                   ASSERT_EQ(dst.get(x, y), float(sum) * scale) << x << "," << y;
                 } else {
                   ASSERT_NEAR(dst.get(x, y), sum * scale, abs * scale * 0x1p-21) << x << "," << y;
@@ -161,150 +150,88 @@ TEST(BorderFilter, EveryVariantFollowsTheRule) {
   }
 }
 
-// Any run of the filter on an image ringed by NaN (pads, rows above and
-// below) and one with infinities, NaN and overflowing values inside, with
-// special border values: nothing from outside shows, and every variant gives
-// the generic bytes.
-TEST(BorderFilter, ReadsOnlyTheRegionAndAgreesOnSpecialValues) {
-  const float specials[] = {kInf, -kInf, kNan, -0.0f, 3e38f, -3e38f, 1e-40f};
-  for (int w : {1, 2, 5, 8, 13}) {
-    for (int h : {1, 2, 4, 7}) {
-      Image<float> ring(w + 5, h + 4), odd(w, h, 4 * w + 8);
-      ring.fill([](int, int) { return kNan; });
-      std::mt19937 rng{uint32_t(w * h)};
-      odd.fill([&](int, int) { return rng() % 3 ? float(rng() % 9) : specials[rng() % 7]; });
-      const float* inner = ring.ptr() + 2 * (w + 5) + 2;
-      for (int op = 0; op < 3; ++op) {
-        for (int mask : {33, 55}) {
-          for (int type = 0; type < 5; ++type) {
-            SCOPED_TRACE(testing::Message()
-                         << w << "x" << h << " op " << op << " mask " << mask << " type " << type);
-            std::vector<uint8_t> buf(size_t(bufferSize(op, w, mask)));
-            for (int y = 0; y < h; ++y)
-              for (int x = 0; x < w; ++x) ring.set(x + 2, y + 2, float((x * 7 + y) % 5));
-            Image<float> dst(w, h);
-            ASSERT_EQ(kFilters[op](inner, ring.step(), dst.ptr(), dst.step(), dst.size(), mask,
-                                   type, 1.0f, buf.data()),
-                      tpxStsNoErr);
-            for (int y = 0; y < h; ++y)
-              for (int x = 0; x < w; ++x) ASSERT_FALSE(std::isnan(dst.get(x, y))) << x << "," << y;
-            for (float v : {1.0f, kInf, kNan, -0.0f}) {
-              tpxtest::expectVariantsMatchGeneric([&] {
-                Image<float> out(w, h);
-                Outcome o;
-                o.status = kFilters[op](odd.ptr(), odd.step(), out.ptr(), out.step(), out.size(),
-                                        mask, type, v, buf.data());
-                return o.add(out.bytes());
-              });
-            }
-          }
-        }
-      }
-    }
-  }
-}
-
-// The documented examples, 3x3 unless noted, in every variant.
+// The documented examples on a 7x5 region, 3x3 masks, and 0 x Inf for the
+// rows above and below under the vertical Sobel filter.
 TEST(BorderFilter, Examples) {
   struct Example {
-    const char* what;
-    int op, mask, type;
+    int op, type;
     float v;
-    float (*pixel)(int x, int y);
-    float (*want)(int x, int y, int w, int h);  // 7 x 5 region
+    int image;  // constant 7, a single 1.0 at (3, 2), value = row, value = column
   };
-  const float nine7 = 63.0f * 0.11111111f, twentyFive7 = 175.0f * 0.04f;
-  static float n7, t7;
-  n7 = nine7, t7 = twentyFive7;
-  const Example examples[] = {
-      {"constant image, replicate", 0, 33, 1, 0, [](int, int) { return 7.0f; },
-       [](int, int, int, int) { return n7; }},
-      {"constant image, reflect 5x5", 0, 55, 3, 0, [](int, int) { return 7.0f; },
-       [](int, int, int, int) { return t7; }},
-      {"constant image, Sobel", 1, 55, 4, 0, [](int, int) { return 7.0f; },
-       [](int, int, int, int) { return 0.0f; }},
-      {"single 1.0", 0, 33, 0, 0, [](int x, int y) { return x == 3 && y == 2 ? 1.0f : 0.0f; },
-       [](int x, int y, int, int) {
-         return std::abs(x - 3) <= 1 && y >= 1 && y <= 3 ? 0.11111111f : 0.0f;
-       }},
-      {"rows 0, 1, 2...", 1, 33, 1, 0, [](int, int y) { return float(y); },
-       [](int, int y, int, int h) { return y == 0 || y == h - 1 ? 4.0f : 8.0f; }},
-      {"columns 0, 1, 2...", 2, 33, 1, 0, [](int x, int) { return float(x); },
-       [](int x, int, int w, int) { return x == 0 || x == w - 1 ? -4.0f : -8.0f; }},
-      {"0 x Inf above and below", 2, 33, 0, kInf, [](int, int) { return 1.0f; },
-       [](int x, int y, int w, int h) {
-         return y == 0 || y == h - 1 ? kNan : x == 0 ? kInf : x == w - 1 ? -kInf : 0.0f;
-       }},
-  };
-  for (const Example& e : examples) {
+  for (const Example e : {Example{0, 1, 0, 0},
+                          {1, 3, 0, 0},
+                          {2, 4, 0, 0},
+                          {0, 0, 0, 1},
+                          {1, 1, 0, 2},
+                          {2, 1, 0, 3},
+                          {2, 0, kInf, 0}}) {
     Image<float> src(7, 5);
-    src.fill(e.pixel);
-    std::vector<uint8_t> buf(size_t(bufferSize(e.op, 7, e.mask)));
+    src.fill([&](int x, int y) {
+      return e.image == 0   ? 7.0f
+             : e.image == 1 ? float(x == 3 && y == 2)
+                            : float(e.image == 2 ? y : x);
+    });
+    const auto want = [&](int x, int y) {
+      const bool topOrBottom = y == 0 || y == 4, side = x == 0 || x == 6;
+      if (e.image == 1) return std::abs(x - 3) <= 1 && std::abs(y - 2) <= 1 ? 0.11111111f : 0.0f;
+      if (e.image == 2) return topOrBottom ? 4.0f : 8.0f;
+      if (e.image == 3) return side ? -4.0f : -8.0f;
+      if (e.v == kInf) return topOrBottom ? kNan : x == 0 ? kInf : x == 6 ? -kInf : 0.0f;
+      return e.op == 0 ? 63.0f * 0.11111111f : 0.0f;
+    };
+    std::vector<uint8_t> buf(size_t(bufferSize(e.op, 7, 33)));
     tpxtest::forEachVariant([&](int) {
       Image<float> dst(7, 5);
-      ASSERT_EQ(kFilters[e.op](src.ptr(), src.step(), dst.ptr(), dst.step(), dst.size(), e.mask,
-                               e.type, e.v, buf.data()),
+      ASSERT_EQ(kFilters[e.op](src.ptr(), src.step(), dst.ptr(), dst.step(), dst.size(), 33, e.type,
+                               e.v, buf.data()),
                 tpxStsNoErr);
-      for (int y = 0; y < 5; ++y) {
-        for (int x = 0; x < 7; ++x) {
-          const float want = e.want(x, y, 7, 5), got = dst.get(x, y);
-          EXPECT_TRUE(std::isnan(want) ? std::isnan(got) : got == want)
-              << e.what << " " << x << "," << y << ": " << got;
-        }
-      }
+      for (int y = 0; y < 5; ++y)
+        for (int x = 0; x < 7; ++x)
+          EXPECT_TRUE(std::isnan(want(x, y)) ? std::isnan(dst.get(x, y))
+                                             : dst.get(x, y) == want(x, y))
+              << "op " << e.op << " image " << e.image << " at " << x << "," << y;
     });
   }
 }
 
-// Which error wins when two arguments are bad; errors write nothing, the
-// work buffer included. Then the buffer queries.
+// Which error wins when two arguments are bad; errors write nothing, the work
+// buffer included. Then the buffer queries.
 TEST(BorderFilter, CheckOrder) {
   float src[32] = {};
   struct Call {
-    const char* what;
-    bool nullSrc, nullDst, nullBuf;
+    int nulls;  // 1 src, 2 dst, 4 buffer
     TpxiSize roi;
     int srcStep, dstStep, mask, type;
     TpxStatus want;
   };
   const Call calls[] = {
-      {"null src beats size", true, false, false, {0, 2}, 8, 8, 33, 0, tpxStsNullPtrErr},
-      {"null dst", false, true, false, {2, 2}, 8, 8, 33, 0, tpxStsNullPtrErr},
-      {"null buffer beats mask", false, false, true, {2, 2}, 8, 8, 35, 0, tpxStsNullPtrErr},
-      {"height beats step", false, false, false, {2, 0}, 1, 8, 33, 0, tpxStsSizeErr},
-      {"width", false, false, false, {0, 2}, 8, 8, 33, 0, tpxStsSizeErr},
-      {"short dst step beats odd src step",
-       false,
-       false,
-       false,
-       {2, 2},
-       10,
-       4,
-       33,
-       0,
-       tpxStsStepErr},
-      {"short src step", false, false, false, {2, 2}, 4, 8, 33, 0, tpxStsStepErr},
-      {"negative step", false, false, false, {2, 2}, -8, 8, 33, 0, tpxStsStepErr},
-      {"4 w + 2 beats type", false, false, false, {2, 2}, 10, 8, 33, 5, tpxStsNotPixelStepErr},
-      {"odd dst step", false, false, false, {2, 2}, 8, 14, 33, 0, tpxStsNotPixelStepErr},
-      {"type 5 beats mask 35", false, false, false, {2, 2}, 8, 8, 35, 5, tpxStsBadArgErr},
-      {"type -1", false, false, false, {2, 2}, 8, 8, 33, -1, tpxStsBadArgErr},
-      {"mask 35", false, false, false, {2, 2}, 8, 8, 35, 4, tpxStsMaskSizeErr},
-      {"mask 53", false, false, false, {2, 2}, 8, 8, 53, 0, tpxStsMaskSizeErr},
-      {"passes", false, false, false, {2, 2}, 8, 8, 55, 4, tpxStsNoErr},
+      {1, {0, 2}, 8, 8, 33, 0, tpxStsNullPtrErr},
+      {2, {2, 2}, 8, 8, 33, 0, tpxStsNullPtrErr},
+      {4, {2, 2}, 8, 8, 35, 0, tpxStsNullPtrErr},
+      {0, {2, 0}, 1, 8, 33, 0, tpxStsSizeErr},
+      {0, {0, 2}, 8, 8, 33, 0, tpxStsSizeErr},
+      {0, {2, 2}, 10, 4, 33, 0, tpxStsStepErr},
+      {0, {2, 2}, -8, 8, 33, 0, tpxStsStepErr},
+      {0, {2, 2}, 10, 8, 33, 5, tpxStsNotPixelStepErr},
+      {0, {2, 2}, 8, 14, 33, 0, tpxStsNotPixelStepErr},
+      {0, {2, 2}, 8, 8, 35, 5, tpxStsBadArgErr},
+      {0, {2, 2}, 8, 8, 33, -1, tpxStsBadArgErr},
+      {0, {2, 2}, 8, 8, 35, 4, tpxStsMaskSizeErr},
+      {0, {2, 2}, 8, 8, 53, 0, tpxStsMaskSizeErr},
+      {0, {2, 2}, 8, 8, 55, 4, tpxStsNoErr},
   };
   for (const Call& c : calls) {
     for (int op = 0; op < 3; ++op) {
       tpxtest::forEachVariant([&](int) {
         std::vector<uint8_t> dst(64, 0xA5), buf(1000, 0xA5);
         const TpxStatus st =
-            kFilters[op](c.nullSrc ? nullptr : src, c.srcStep,
-                         c.nullDst ? nullptr : reinterpret_cast<float*>(dst.data()), c.dstStep,
-                         c.roi, c.mask, c.type, 1.0f, c.nullBuf ? nullptr : buf.data());
-        EXPECT_EQ(st, c.want) << c.what << " op " << op;
+            kFilters[op](c.nulls & 1 ? nullptr : src, c.srcStep,
+                         c.nulls & 2 ? nullptr : reinterpret_cast<float*>(dst.data()), c.dstStep,
+                         c.roi, c.mask, c.type, 1.0f, c.nulls & 4 ? nullptr : buf.data());
+        EXPECT_EQ(st, c.want) << "call " << &c - calls << " op " << op;
         if (st != tpxStsNoErr) {
-          EXPECT_EQ(dst, std::vector<uint8_t>(64, 0xA5)) << c.what;
-          EXPECT_EQ(buf, std::vector<uint8_t>(1000, 0xA5)) << c.what;
+          EXPECT_EQ(dst, std::vector<uint8_t>(64, 0xA5));
+          EXPECT_EQ(buf, std::vector<uint8_t>(1000, 0xA5));
         }
       });
     }
@@ -312,22 +239,20 @@ TEST(BorderFilter, CheckOrder) {
   struct QueryCall {
     TpxiSize roi;
     int mask;
-    bool null;
     TpxStatus want;
-    int size;
+    int size;  // 0: null pointer passed
   };
-  const QueryCall queries[] = {
-      {{0, 1}, 35, true, tpxStsNullPtrErr, -1},  {{0, 1}, 35, false, tpxStsSizeErr, -1},
-      {{10, 0}, 33, false, tpxStsSizeErr, -1},   {{10, 5}, 35, false, tpxStsMaskSizeErr, -1},
-      {{10, 5}, 33, false, tpxStsNoErr, 1372},   {{10, 1}, 55, false, tpxStsNoErr, 1620},
-      {{12, 900}, 55, false, tpxStsNoErr, 1620}, {{1, 1}, 33, false, tpxStsNoErr, 84 * 4 + 364}};
-  for (const QueryCall& q : queries) {
+  for (const QueryCall& q : {QueryCall{{0, 1}, 35, tpxStsNullPtrErr, 0},
+                             {{0, 1}, 35, tpxStsSizeErr, -1},
+                             {{10, 0}, 33, tpxStsSizeErr, -1},
+                             {{10, 5}, 35, tpxStsMaskSizeErr, -1},
+                             {{10, 5}, 33, tpxStsNoErr, 1372},
+                             {{12, 900}, 55, tpxStsNoErr, 1620},
+                             {{1, 1}, 33, tpxStsNoErr, 700}}) {
     for (int op = 0; op < 3; ++op) {
-      tpxtest::forEachVariant([&](int) {
-        int size = -1;
-        EXPECT_EQ(kQueries[op](q.roi, q.mask, q.null ? nullptr : &size), q.want);
-        EXPECT_EQ(size, q.size);
-      });
+      int size = -1;
+      EXPECT_EQ(kQueries[op](q.roi, q.mask, q.size == 0 ? nullptr : &size), q.want);
+      EXPECT_EQ(size, q.size == 0 ? -1 : q.size);
     }
   }
 }
@@ -340,13 +265,13 @@ TEST(BorderFilter, BufferFitsTheReportedSize) {
     for (int w = 1; w <= 300; ++w) {
       const int size = bufferSize(w % 3, w, mask);
       for (int offset = 0; offset < 32; ++offset) {
-        std::vector<uint8_t> mem(size_t(size + offset + 64), 0x3C);
+        std::vector<uint8_t> mem(size_t(size + offset + 64), 0x3C), want = mem;
         std::fill(mem.begin() + offset, mem.begin() + offset + size, 0);
         ASSERT_EQ(kFilters[w % 3](src.data(), 4 * w, dst.data(), 4 * w, {w, 3}, mask, w % 5, 2.0f,
                                   mem.data() + offset),
                   tpxStsNoErr);
-        for (int i = 0; i < offset; ++i) ASSERT_EQ(mem[size_t(i)], 0x3C) << w << " " << offset;
-        for (int i = offset + size; i < size + offset + 64; ++i) ASSERT_EQ(mem[size_t(i)], 0x3C);
+        std::copy(mem.begin() + offset, mem.begin() + offset + size, want.begin() + offset);
+        ASSERT_EQ(mem, want) << "width " << w << " offset " << offset;
       }
     }
   }
@@ -354,52 +279,41 @@ TEST(BorderFilter, BufferFitsTheReportedSize) {
 
 #ifdef TPX_HAVE_OPENCV
 // OpenCV computes the same quantity on a copy padded by the matching border
-// (separable filter, interior cropped), and directly with its own Sobel and
-// box filters for the border types they accept.
+// (separable filter, interior cropped), and with its own box and Sobel
+// filters for the border types they accept.
 TEST(BorderFilter, AgreesWithOpenCv) {
-  const int cvType[5] = {cv::BORDER_CONSTANT, cv::BORDER_REPLICATE, cv::BORDER_WRAP,
-                         cv::BORDER_REFLECT_101, cv::BORDER_REFLECT};
+  const int cvBorder[5] = {cv::BORDER_CONSTANT, cv::BORDER_REPLICATE, cv::BORDER_WRAP,
+                           cv::BORDER_REFLECT_101, cv::BORDER_REFLECT};
   for (int w : {1, 2, 3, 6, 17, 40}) {
     for (int h : {1, 2, 5, 9}) {
-      cv::Mat src(h, w, CV_32FC1);
+      cv::Mat src(h, w, CV_32FC1), hk(1, 5, CV_32FC1), vk(5, 1, CV_32FC1);
       cv::randu(src, -100.0, 100.0);
       for (int op = 0; op < 3; ++op) {
-        for (int mask : {33, 55}) {
-          const int n = mask / 11;
+        for (int n : {3, 5}) {
           double ht[5], vt[5];
           kernels(op, n, ht, vt);
-          cv::Mat hk(1, n, CV_32FC1), vk(n, 1, CV_32FC1);
           for (int k = 0; k < n; ++k)
             hk.at<float>(k) = float(ht[k]), vk.at<float>(k) = float(vt[k]);
           for (int type = 0; type < 5; ++type) {
             const float v = type == 0 && w % 2 ? -3.0f : 0.0f;
-            cv::Mat padded, full, direct;
-            cv::copyMakeBorder(src, padded, n / 2, n / 2, n / 2, n / 2, cvType[type],
-                               cv::Scalar(v));
-            cv::sepFilter2D(padded, full, CV_32F, hk, vk);
+            cv::Mat padded, full, direct, dst(h, w, CV_32FC1);
+            cv::copyMakeBorder(src, padded, n / 2, n / 2, n / 2, n / 2, cvBorder[type], v);
+            cv::sepFilter2D(padded, full, CV_32F, hk.colRange(0, n), vk.rowRange(0, n));
             const cv::Mat want = full(cv::Rect(n / 2, n / 2, w, h)) * scaleOf(op, n);
-            if (type != 2 && v == 0) {
-              if (op == 0) cv::blur(src, direct, {n, n}, {-1, -1}, cvType[type]);
-              if (op != 0)
-                cv::Sobel(src, direct, CV_32F, op == 2, op == 1, n, op == 2 ? -1 : 1, 0,
-                          cvType[type]);
-            }
-            std::vector<uint8_t> buf(size_t(bufferSize(op, w, mask)));
-            cv::Mat dst(h, w, CV_32FC1);
+            if (type != 2 && v == 0 && op == 0)
+              cv::blur(src, direct, {n, n}, {-1, -1}, cvBorder[type]);
+            if (type != 2 && v == 0 && op != 0)
+              cv::Sobel(src, direct, CV_32F, op == 2, op == 1, n, op == 2 ? -1 : 1, 0,
+                        cvBorder[type]);
+            std::vector<uint8_t> buf(size_t(bufferSize(op, w, 11 * n)));
             ASSERT_EQ(kFilters[op](src.ptr<float>(), int(src.step), dst.ptr<float>(), int(dst.step),
-                                   {w, h}, mask, type, v, buf.data()),
+                                   {w, h}, 11 * n, type, v, buf.data()),
                       tpxStsNoErr);
-            const double tol = 1e-5 * 100 * (op == 0 ? 1 : n == 3 ? 8 : 96);
-            for (int y = 0; y < h; ++y) {
-              for (int x = 0; x < w; ++x) {
-                SCOPED_TRACE(testing::Message() << w << "x" << h << " op " << op << " mask " << mask
-                                                << " type " << type << " at " << x << "," << y);
-                ASSERT_NEAR(dst.at<float>(y, x), want.at<float>(y, x), tol);
-                if (!direct.empty()) {
-                  ASSERT_NEAR(dst.at<float>(y, x), direct.at<float>(y, x), tol);
-                }
-              }
-            }
+            const double tol = 1e-3 * (op == 0 ? 1 : n == 3 ? 8 : 96);
+            SCOPED_TRACE(testing::Message()
+                         << w << "x" << h << " op " << op << " n " << n << " type " << type);
+            EXPECT_LE(cv::norm(dst, want, cv::NORM_INF), tol);
+            EXPECT_LE(direct.empty() ? 0 : cv::norm(dst, direct, cv::NORM_INF), tol);
           }
         }
       }
