@@ -204,22 +204,16 @@ TEST(BorderFilter, CheckOrder) {
     int srcStep, dstStep, mask, type;
     TpxStatus want;
   };
+  // clang-format off
   const Call calls[] = {
-      {1, {0, 2}, 8, 8, 33, 0, tpxStsNullPtrErr},
-      {2, {2, 2}, 8, 8, 33, 0, tpxStsNullPtrErr},
-      {4, {2, 2}, 8, 8, 35, 0, tpxStsNullPtrErr},
-      {0, {2, 0}, 1, 8, 33, 0, tpxStsSizeErr},
-      {0, {0, 2}, 8, 8, 33, 0, tpxStsSizeErr},
-      {0, {2, 2}, 10, 4, 33, 0, tpxStsStepErr},
-      {0, {2, 2}, -8, 8, 33, 0, tpxStsStepErr},
-      {0, {2, 2}, 10, 8, 33, 5, tpxStsNotPixelStepErr},
-      {0, {2, 2}, 8, 14, 33, 0, tpxStsNotPixelStepErr},
-      {0, {2, 2}, 8, 8, 35, 5, tpxStsBadArgErr},
-      {0, {2, 2}, 8, 8, 33, -1, tpxStsBadArgErr},
-      {0, {2, 2}, 8, 8, 35, 4, tpxStsMaskSizeErr},
-      {0, {2, 2}, 8, 8, 53, 0, tpxStsMaskSizeErr},
-      {0, {2, 2}, 8, 8, 55, 4, tpxStsNoErr},
-  };
+      {1, {0, 2}, 8, 8, 33, 0, tpxStsNullPtrErr}, {2, {2, 2}, 8, 8, 33, 0, tpxStsNullPtrErr},
+      {4, {2, 2}, 8, 8, 35, 0, tpxStsNullPtrErr}, {0, {2, 0}, 1, 8, 33, 0, tpxStsSizeErr},
+      {0, {0, 2}, 8, 8, 33, 0, tpxStsSizeErr},    {0, {2, 2}, 10, 4, 33, 0, tpxStsStepErr},
+      {0, {2, 2}, -8, 8, 33, 0, tpxStsStepErr},   {0, {2, 2}, 10, 8, 33, 5, tpxStsNotPixelStepErr},
+      {0, {2, 2}, 8, 14, 33, 0, tpxStsNotPixelStepErr}, {0, {2, 2}, 8, 8, 35, 5, tpxStsBadArgErr},
+      {0, {2, 2}, 8, 8, 33, -1, tpxStsBadArgErr}, {0, {2, 2}, 8, 8, 53, 0, tpxStsMaskSizeErr},
+      {0, {2, 2}, 8, 8, 55, 4, tpxStsNoErr}};
+  // clang-format on
   for (const Call& c : calls) {
     for (int op = 0; op < 3; ++op) {
       tpxtest::forEachVariant([&](int) {
