@@ -211,29 +211,41 @@ void rowPass(const float* e, float* out, int x0, int x1) {
 #endif
 }
 
+// Which NaN comes out of a sum depends on the order the processor gets two
+// NaN operands in, which the compiler may swap in an addition; every NaN
+// result is therefore stored as the one quiet NaN 0xFFC00000, so that the
+// variants agree to the byte whatever NaNs met on the way.
+inline float pinNan(float v) { return v != v ? fromBits(0xFFC00000u) : v; }
+#if TPX_ISA >= TPX_ISA_SSE
+inline __m128 pinNan(__m128 v) {
+  const __m128 nan = _mm_cmpunord_ps(v, v);
+  return _mm_or_ps(_mm_andnot_ps(nan, v), _mm_and_ps(nan, _mm_set1_ps(fromBits(0xFFC00000u))));
+}
+#endif
+
 template <class F>
 void columnPass(const float* const* rows, float* dst, int width) {
 #if TPX_ISA >= TPX_ISA_SSE
   int x = 0;
   for (; x + 8 <= width; x += 8) {
-    const __m128 a = F::template column<__m128>(rows, x);
-    const __m128 b = F::template column<__m128>(rows, x + 4);
+    const __m128 a = pinNan(F::template column<__m128>(rows, x));
+    const __m128 b = pinNan(F::template column<__m128>(rows, x + 4));
     _mm_storeu_ps(dst + x, a);
     _mm_storeu_ps(dst + x + 4, b);
   }
   if (x + 4 <= width) {
-    _mm_storeu_ps(dst + x, F::template column<__m128>(rows, x));
+    _mm_storeu_ps(dst + x, pinNan(F::template column<__m128>(rows, x)));
     x += 4;
   }
   if (x < width) {
     // The ring rows are valid up to W4, so the last pixels come from one more
     // vector, of which only the region's part is stored.
     alignas(16) float last[4];
-    _mm_store_ps(last, F::template column<__m128>(rows, x));
+    _mm_store_ps(last, pinNan(F::template column<__m128>(rows, x)));
     std::memcpy(dst + x, last, size_t(width - x) * sizeof(float));
   }
 #else
-  for (int x = 0; x < width; ++x) store(dst + x, F::template column<float>(rows, x));
+  for (int x = 0; x < width; ++x) store(dst + x, pinNan(F::template column<float>(rows, x)));
 #endif
 }
 

@@ -611,7 +611,8 @@ TPX_API TpxStatus tpxiFilterColumn_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx3
  * from the border type; only the region is read. Rows are filtered first,
  * then columns, all in single precision: 3x3 passes in ascending tap order,
  * 5x5 ones as ((a + e) + 4(b + d)) + 6c, (a - e) + 2(b - d) and a plain sum
- * (a..e in ascending offset); zero taps are skipped. Under the constant type
+ * (a..e in ascending offset); zero taps are skipped; a NaN result is stored
+ * as the quiet NaN 0xFFC00000. Under the constant type
  * the rows outside the region enter the column pass as (sum of H) x
  * borderValue. pBuffer holds at least the size the GetBufferSize companion
  * reports; its content on entry does not matter.
