@@ -995,6 +995,59 @@ TPX_API TpxStatus tpxiRotateCenter_8u_C1R(const Tpx8u* pSrc, TpxiSize srcSize, i
                                           TpxiRect srcRoi, Tpx8u* pDst, int dstStep,
                                           TpxiRect dstRoi, double angle, double xCenter,
                                           double yCenter, int interpolation);
+ * Border filters
+ *
+ * Fixed separable 3x3 (mask 33) or 5x5 (mask 55) kernels on a 32f region,
+ * applied as correlation: dst(x, y) = sum over j, k of V[j] H[k]
+ * src(x + k - r, y + j - r), r = 1 or 2, where pixels outside the region come
+ * from the border type; only the region is read. Rows are filtered first,
+ * then columns, all in single precision: 3x3 passes in ascending tap order,
+ * 5x5 ones as ((a + e) + 4(b + d)) + 6c, (a - e) + 2(b - d) and a plain sum
+ * (a..e in ascending offset); zero taps are skipped; a NaN result is stored
+ * as the quiet NaN 0xFFC00000. Under the constant type
+ * the rows outside the region enter the column pass as (sum of H) x
+ * borderValue. pBuffer holds at least the size the GetBufferSize companion
+ * reports; its content on entry does not matter.
+ * Checks: pSrc, pDst or pBuffer null (-8), width or height below 1 (-6), a
+ * step below 4 x width (-14), a step not a multiple of 4 (-108), borderType
+ * outside 0..4 (-5), mask neither 33 nor 55 (-33).
+ * ------------------------------------------------------------------------- */
+
+/* Pixels outside the region, at index i < 0 or i >= size of a row or column. */
+enum TpxBorderTypeCode {
+  tpxBorderConstant = 0,    /* borderValue */
+  tpxBorderReplicate = 1,   /* the edge pixel */
+  tpxBorderPeriodic = 2,    /* i modulo size */
+  tpxBorderReflect = 3,     /* mirrored, edge not repeated: -1 -> 1 */
+  tpxBorderReflectEdge = 4, /* mirrored, edge repeated: -1 -> 0 */
+};
+
+/* Mean of the neighbourhood: sums times 0.11111111f (3x3) or 0.04f (5x5). */
+TPX_API TpxStatus tpxiFilterLowpassBorder_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst,
+                                                  int dstStep, TpxiSize roiSize, int mask,
+                                                  int borderType, Tpx32f borderValue,
+                                                  Tpx8u* pBuffer);
+/* Lower rows minus upper rows: H = {1 2 1}, V = {-1 0 1} (3x3) or
+ * H = {1 4 6 4 1}, V = {-1 -2 0 2 1} (5x5). */
+TPX_API TpxStatus tpxiFilterSobelHorizBorder_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst,
+                                                     int dstStep, TpxiSize roiSize, int mask,
+                                                     int borderType, Tpx32f borderValue,
+                                                     Tpx8u* pBuffer);
+/* Left columns minus right columns: H = {1 0 -1}, V = {1 2 1} (3x3) or
+ * H = {1 2 0 -2 -1}, V = {1 4 6 4 1} (5x5). */
+TPX_API TpxStatus tpxiFilterSobelVertBorder_32f_C1R(const Tpx32f* pSrc, int srcStep, Tpx32f* pDst,
+                                                    int dstStep, TpxiSize roiSize, int mask,
+                                                    int borderType, Tpx32f borderValue,
+                                                    Tpx8u* pBuffer);
+/* Work buffer size in bytes, the same for the three filters: 84 x W4 + 364
+ * (mask 33) or 100 x W4 + 420 (mask 55), W4 = width rounded up to 4. Checks:
+ * null (-8), width or height below 1 (-6), mask (-33). */
+TPX_API TpxStatus tpxiFilterLowpassGetBufferSize_32f_C1R(TpxiSize roiSize, int mask,
+                                                         int* pBufferSize);
+TPX_API TpxStatus tpxiFilterSobelHorizGetBufferSize_32f_C1R(TpxiSize roiSize, int mask,
+                                                            int* pBufferSize);
+TPX_API TpxStatus tpxiFilterSobelVertGetBufferSize_32f_C1R(TpxiSize roiSize, int mask,
+                                                           int* pBufferSize);
 
 #ifdef __cplusplus
 }
