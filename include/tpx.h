@@ -726,7 +726,9 @@ TPX_API TpxStatus tpxiAddRandGauss_Direct_16s_C1IR(Tpx16s* pSrcDst, int srcDstSt
                                                    unsigned int* pSeed);
 TPX_API TpxStatus tpxiAddRandGauss_Direct_32f_C1IR(Tpx32f* pSrcDst, int srcDstStep,
                                                    TpxiSize roiSize, Tpx32f mean, Tpx32f stdDev,
+
                                                    unsigned int* pSeed);
+/* ---------------------------------------------------------------------------
  * Rank filters
  *
  * The neighbourhood of dst(x, y) is the mask laid with its anchor cell on
@@ -778,6 +780,7 @@ TPX_API TpxStatus tpxiFilterMinGetBufferSize_32f_C1R(int roiWidth, TpxiSize mask
                                                      int* pBufferSize);
 TPX_API TpxStatus tpxiFilterMaxGetBufferSize_32f_C1R(int roiWidth, TpxiSize maskSize,
                                                      int* pBufferSize);
+/* ---------------------------------------------------------------------------
  * Small matrices
  *
  * Element (i, j) (row i, column j) of a matrix lies i * stride1 + j * stride2
@@ -839,6 +842,7 @@ TPX_API TpxStatus tpxmSaxpy_vv_32f(const Tpx32f* pSrc1, int src1Stride2, Tpx32f 
 TPX_API TpxStatus tpxmTranspose_m_32f(const Tpx32f* pSrc, int srcStride1, int srcStride2,
                                       int width, int height, Tpx32f* pDst, int dstStride1,
                                       int dstStride2);
+/* ---------------------------------------------------------------------------
  * Two-dimensional convolution
  *
  * dst(x, y) = sum over i, j of img(x - i + ox, y - j + oy) * ker(i, j), the
@@ -873,6 +877,7 @@ TPX_API TpxStatus tpxiConvValid_16s_C1R(const Tpx16s* pSrc1, int src1Step, TpxiS
 TPX_API TpxStatus tpxiConvValid_8u_C1R(const Tpx8u* pSrc1, int src1Step, TpxiSize src1Size,
                                        const Tpx8u* pSrc2, int src2Step, TpxiSize src2Size,
                                        Tpx8u* pDst, int dstStep, int divisor);
+/* ---------------------------------------------------------------------------
  * Flood fill
  *
  * Fills, in place, the 4-connected region of a 32f image that holds the seed,
@@ -916,6 +921,7 @@ TPX_API TpxStatus tpxiFloodFill_Grad4Con_32f_C1IR(Tpx32f* pImage, int imageStep,
                                                   TpxiSize roiSize, TpxiPoint seed, Tpx32f newVal,
                                                   Tpx32f minDelta, Tpx32f maxDelta,
                                                   TpxiConnectedComp* pRegion, Tpx8u* pBuffer);
+/* ---------------------------------------------------------------------------
  * Affine geometry and warping
  *
  * Coefficients c[2][3] map a point (u, v) to X = c00 u + c01 v + c02,
@@ -995,6 +1001,7 @@ TPX_API TpxStatus tpxiRotateCenter_8u_C1R(const Tpx8u* pSrc, TpxiSize srcSize, i
                                           TpxiRect srcRoi, Tpx8u* pDst, int dstStep,
                                           TpxiRect dstRoi, double angle, double xCenter,
                                           double yCenter, int interpolation);
+/* ---------------------------------------------------------------------------
  * Border filters
  *
  * Fixed separable 3x3 (mask 33) or 5x5 (mask 55) kernels on a 32f region,
